@@ -1,0 +1,220 @@
+#pragma once
+
+// The control block of a simulated gateway: one fixed-size record in the file `controlFileName` of
+// the gateway's sandbox, mapped shared by the harness and by the process that the interposer is
+// bound to. It carries the clock, the fault plan, the counters and the facts that no file of the
+// sandbox can hold. The harness writes facts through `Gateway`; the interposer reads them.
+
+#include "sim/modem.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace sim {
+
+// Environment variable that names the sandbox to a process with the preloaded interposer.
+inline constexpr const char* gatewayVariable = "PANELD_GATEWAY";
+inline constexpr const char* controlFileName = "control";
+
+inline constexpr Nanoseconds nanosecondsPerSecond = 1'000'000'000;
+
+// The calls that the interposer stands in for, variants of one call taken together. Calls on paths
+// and descriptors count only when they concern the gateway; the others count always.
+enum class Call : std::uint8_t {
+    Open,
+    Close,
+    Write,
+    Ioctl,
+    Mmap,
+    Stat,
+    Access,
+    Fopen,
+    Statfs,
+    GetIfAddrs,
+    FreeIfAddrs,
+    MsgGet,
+    MsgRcv,
+    Popen,
+    Pclose,
+    ClockGettime,
+    GetTimeOfDay,
+    Usleep, // and nanosleep
+    Select,
+    TcGetAttr,
+    TcSetAttr,
+    TcDrain,
+    TcFlush,
+    PthreadCreate,
+};
+inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::PthreadCreate) + 1;
+
+// The places of the real gateway that are redirected into the sandbox.
+enum class Path : std::uint8_t {
+    Framebuffer,      // /dev/fb0
+    Button,           // /dev/input/event0
+    ModemPort,        // /dev/mux3
+    TfDevice,         // /dev/mmcblk0p1
+    TfMount,          // /media/mmcblk0p1
+    BacklightSsd1306, // /sys/devices/platform/SSD1306fb/backlight/ssd1306bl0/brightness
+    BacklightSt7565,  // /sys/devices/platform/ST7565fb/backlight/st7565bl0/brightness
+    SysXml,           // /zelkora/Config/sys.xml
+    SnXml,            // /zelkora/Config/system/sn.xml
+    VersionFile,      // /zelkora/Config/version/main-version.conf
+    ChannelTemplate,  // /zelkora/Config/Channel-template.xml
+    OtherConfig,      // anything else under /zelkora/
+    None,             // no redirected place; as a fault's path: any
+};
+inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::None) + 1;
+
+// The names of the enumerators as text, for reports.
+const char* name(Call call);
+const char* name(Path path);
+
+enum class ClockMode : std::uint32_t {
+    Real,    // time passes by itself; the offsets are added to the machine's clocks
+    Virtual, // time stands still until every thread sleeps, then jumps to the first deadline
+};
+
+struct Clock {
+    std::atomic<ClockMode> mode;
+    std::atomic<Nanoseconds> now;             // virtual time since the gateway was made
+    std::atomic<Nanoseconds> limit;           // virtual time does not pass this; `never`: free
+    std::atomic<Nanoseconds> monotonicOffset; // CLOCK_MONOTONIC minus `now` (or the real clock)
+    std::atomic<Nanoseconds> wallOffset;      // CLOCK_REALTIME minus `now` (or the real clock)
+    std::atomic<std::uint32_t> wakeSequence;  // futex: bumped when limit or exitRequested changes
+    std::atomic<Nanoseconds> settledAt;       // the limit at which all threads last slept; -1: none
+    std::atomic<std::uint32_t> settleSequence; // futex: bumped when settledAt changes
+};
+
+// Sleeps of the process through usleep and nanosleep.
+struct Sleeps {
+    std::atomic<std::uint64_t> main;         // by the main thread
+    std::atomic<std::uint64_t> others;       // by all other threads
+    std::atomic<std::uint64_t> mainLastUs;   // the last one's length
+    std::atomic<std::uint64_t> othersLastUs; // the last one's length
+};
+
+// One planned failure.
+struct Fault {
+    std::atomic<std::uint32_t> armed; // 1 while it counts
+    Call call;
+    Path path;                       // only calls on this place; None: any
+    std::uint32_t nth;               // the first matching call that fails, counted from 1
+    int error;                       // errno of the failure
+    bool persistent;                 // every later matching call fails too
+    std::atomic<std::uint32_t> seen; // matching calls so far
+    std::atomic<std::uint32_t> hits; // of these, made to fail
+};
+inline constexpr std::size_t faultCount = 8;
+
+// One entry of the list that getifaddrs gives.
+struct InterfaceEntry {
+    char name[16];
+    std::uint8_t present;
+    std::uint8_t hasAddress; // 0: the entry's address pointer is null
+    std::uint8_t hasNetmask; // 0: the entry's netmask pointer is null
+    std::uint16_t family;    // AF_INET, AF_INET6, AF_PACKET
+    std::uint8_t address[4];
+    std::uint8_t netmask[4];
+};
+inline constexpr std::size_t interfaceCount = 24;
+
+// What statfs says of the TF card's mount point.
+struct TfFigures {
+    std::uint64_t blockSize;
+    std::uint64_t blocks;
+    std::uint64_t blocksFree;
+    std::uint64_t blocksAvailable;
+};
+
+// What FBIOGET_VSCREENINFO says.
+struct Panel {
+    std::uint32_t width;
+    std::uint32_t height;
+    std::uint32_t bitsPerPixel;
+};
+
+// Everything guarded by `ControlBlock::factsLock`.
+struct Facts {
+    Panel panel;
+    InterfaceEntry interfaces[interfaceCount];
+    TfFigures tf;
+    ModemFacts modem;
+};
+
+// A piece of the conversation with the modem; longer ones fill several entries.
+struct TranscriptEntry {
+    Nanoseconds at; // monotonic clock of the gateway
+    std::uint8_t fromModem;
+    std::uint8_t length;
+    char bytes[246];
+};
+inline constexpr std::size_t transcriptCount = 512;
+
+// The last pieces, oldest overwritten first: entry i of the conversation is at i % transcriptCount.
+struct Transcript {
+    std::atomic<std::uint32_t> total;
+    TranscriptEntry entries[transcriptCount];
+};
+
+// Line settings that a tcsetattr on the modem port asked for, before the driver adapted them.
+struct LineSettings {
+    std::uint32_t inputFlags;
+    std::uint32_t outputFlags;
+    std::uint32_t controlFlags; // speed bits included
+    std::uint32_t localFlags;
+    std::int32_t action; // TCSANOW, ...
+};
+inline constexpr std::size_t lineSettingsCount = 16;
+
+struct PopenRecord {
+    std::atomic<std::uint32_t> count;
+    char lastCommand[128];
+};
+
+// A lock that both processes take for a moment. A holder that died is overruled after a second, so
+// a killed daemon never hangs its harness.
+class FactsLock {
+  public:
+    void lock();
+    void unlock();
+
+  private:
+    std::atomic<std::uint32_t> held;
+};
+
+struct ControlBlock {
+    std::uint32_t magic;
+    std::uint32_t size;    // sizeof(ControlBlock), so that two builds never share a sandbox
+    char sandbox[256];     // absolute folder, without a slash at its end
+    std::int32_t queueKey; // stands for the daemon's message queue key
+    std::atomic<std::uint32_t> exitRequested; // 1: the main thread's next sleep calls exit(0)
+    Clock clock;
+    Sleeps sleeps;
+    Fault faults[faultCount];
+    std::atomic<std::uint64_t> calls[callCount][pathCount]; // calls without a place count on None
+    std::atomic<std::int32_t> lastOpenFlags[pathCount];
+    PopenRecord popen;
+    std::atomic<std::uint32_t> lineSettingsTotal; // tcsetattr calls on the modem port
+    LineSettings lineSettings[lineSettingsCount]; // call i is at i % lineSettingsCount
+    std::atomic<std::uint32_t> modemDropped;      // `Modem::dropped`
+    Transcript transcript;
+    FactsLock factsLock;
+    Facts facts;
+};
+
+inline constexpr std::uint32_t controlMagic = 0x50414e31; // "PAN1"
+
+static_assert(std::is_standard_layout_v<ControlBlock>);
+static_assert(std::atomic<Nanoseconds>::is_always_lock_free);
+
+} // namespace sim
+
+// Binds the interposer linked into this program to a control block, or to none with null. Every
+// redirected place is refused while there is none. Weak: a program without the interposer links.
+extern "C" __attribute__((weak)) void panel_gateway_attach(sim::ControlBlock* block);
+
+// Lets the calling thread sleep on the clock of the attached control block, uncounted. Weak.
+extern "C" __attribute__((weak)) void panel_gateway_pass(sim::Nanoseconds duration);

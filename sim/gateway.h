@@ -1,0 +1,246 @@
+#pragma once
+
+// A simulated gateway: one sandbox folder with everything that the daemon finds on the real one,
+// and the facts that can change under it. Each `Gateway` has a message queue and files of its own,
+// so any number of them live side by side; all is removed with it. A harness uses one gateway from
+// one thread. Setting up fails loudly: what cannot be made throws std::system_error.
+
+#include "sim/control.h"
+
+#include <chrono>
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <initializer_list>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim {
+
+inline constexpr Panel panel64{128, 64, 1};
+inline constexpr Panel panel32{128, 32, 1};
+
+// The two brightness files.
+enum class Backlight : std::uint8_t { Ssd1306, St7565 };
+
+// Settings of one serial channel as the template gives them.
+struct Channel {
+    int number;
+    int baud = 9600;
+    int dataSize = 8;
+    std::string parity = "None";
+    int stop = 1;
+    int mode = 0; // only mode 0 is shown
+};
+
+// One step of a scripted modem reply.
+struct ReplyStep {
+    std::chrono::microseconds delay; // after the step before it; 0 for a first step: lost to the
+                                     // caller's flush
+    std::string bytes;
+    bool hangUp = false; // the far end closes the line after these bytes
+};
+
+// A scripted modem reply; `uses` 0: for every such command, else for so many.
+struct Reply {
+    std::string command; // without its line end
+    std::vector<ReplyStep> steps;
+    std::uint16_t uses = 0;
+};
+
+// A piece of the conversation with the modem.
+struct Utterance {
+    std::chrono::nanoseconds at; // monotonic clock
+    bool fromModem;
+    std::string bytes;
+};
+
+// Identifies a planned failure.
+using FaultId = std::size_t;
+
+class Gateway {
+  public:
+    // Makes the sandbox with ordinary facts: the panel given with its backlight file, virtual
+    // clock at Monday 2024-03-04 09:05:03 UTC and 1000 s after start; eth0 192.168.1.10, eth1
+    // 10.10.0.2, ppp0 10.64.3.7; a TF card of 7600 MB; an ordinary modem on the port; version
+    // "V1.2.3", series number "SN20240001", model "GW-100-L", gateway 192.168.1.1, cascade 0,
+    // channels 1, 2 and 5.
+    explicit Gateway(Panel panel = panel64);
+    ~Gateway();
+    Gateway(const Gateway&) = delete;
+    Gateway& operator=(const Gateway&) = delete;
+
+    // Makes the interposer of this program work on this gateway, until its end. Virtual time is
+    // free: sleeping advances it at once. Throws when the program lacks the interposer.
+    void attach();
+
+    const std::string& folder() const { return sandbox; }
+    ControlBlock& control() { return *block; }
+    const ControlBlock& control() const { return *block; }
+
+    // The place in the sandbox that stands for an absolute path of the real gateway.
+    std::string place(std::string_view realPath) const;
+
+    // --- Clock ---
+
+    // Real time, or virtual time as at construction. The clocks keep their readings.
+    void setClockMode(ClockMode mode);
+    // Sets the wall clock; it goes on from there. The monotonic clock is not touched.
+    void setWallClock(std::time_t seconds, std::chrono::nanoseconds fraction = {});
+    // Sets the monotonic clock; sleeping threads keep their remaining time.
+    void setMonotonic(std::chrono::nanoseconds sinceStart);
+    std::chrono::nanoseconds wallClock() const;
+    std::chrono::nanoseconds monotonic() const;
+    // In a program with the attached interposer: sleeps that long on the virtual clock. Other
+    // threads run meanwhile. Not counted as a sleep of the program.
+    void pass(std::chrono::nanoseconds duration);
+
+    // --- Panel ---
+
+    // Another panel: new framebuffer contents and backlight file. Only while no daemon runs.
+    void setPanel(Panel panel);
+    Panel panel() const;
+    // Removes /dev/fb0 or makes it again, blank.
+    void setFramebufferPresent(bool present);
+    // The bytes of the panel's video memory as they stand.
+    std::vector<std::uint8_t> picture() const;
+    // Fills the video memory, to tell "drawn dark" from "untouched".
+    void fillPicture(std::uint8_t value);
+    // Whether the bytes after the video memory are as they were put there.
+    bool canaryIntact() const;
+
+    // --- Backlight ---
+
+    // Text in the brightness file of the fitted panel, or of the one named; nullopt when missing.
+    std::optional<std::string> brightness() const;
+    std::optional<std::string> brightness(Backlight which) const;
+    void setBacklightPresent(Backlight which, bool present);
+
+    // --- Button ---
+
+    // A press or release of the button with the synchronisation event that follows it.
+    void press();
+    void release();
+    // Any other event, alone.
+    void sendEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
+    // Raw bytes into the device, for short reads.
+    void sendEventBytes(std::string_view bytes);
+    // Drops the events that nobody has read.
+    void dropEvents();
+    void setButtonPresent(bool present);
+
+    // --- Configuration files: each write has a modification time of its own ---
+
+    void writeSysXml(std::string_view gatewayAddress, std::string_view cascade = "0");
+    void writeSnXml(std::string_view seriesNumber, std::string_view model);
+    // The whole contents of the version file.
+    void writeVersion(std::string_view contents);
+    void writeChannels(std::span<const Channel> channels);
+    void writeChannels(std::initializer_list<Channel> channels);
+    // Any file by its path on the real gateway, folders made as needed, with the modification time
+    // given or the next unused second.
+    void writeFile(std::string_view realPath, std::string_view contents,
+                   std::optional<std::time_t> modified = std::nullopt);
+    void touchFile(std::string_view realPath, std::optional<std::time_t> modified = std::nullopt);
+    void removeFile(std::string_view realPath);
+    std::optional<std::string> readFile(std::string_view realPath) const;
+
+    // --- Network ---
+
+    // Gives the interface this IPv4 address; changes the first IPv4 entry of that name or adds one.
+    void setInterface(std::string_view interfaceName, std::string_view address,
+                      std::string_view netmask = "255.255.255.0");
+    // Takes every entry of that name away.
+    void removeInterface(std::string_view interfaceName);
+    // Whether the list has an IPv4 entry of that name.
+    bool hasInterface(std::string_view interfaceName) const;
+    // The exact list, in this order.
+    void setInterfaceEntries(std::span<const InterfaceEntry> entries);
+
+    // --- TF card ---
+
+    // Device node and mount point appear or vanish together.
+    void setTfCard(bool inserted);
+    // Device node without a mount point.
+    void setTfMounted(bool mounted);
+    bool tfInserted() const;
+    void setTfFigures(const TfFigures& figures);
+    // Figures that show as these sizes, blocks of 4096 bytes; rounded to 4 MiB.
+    void setTfMegabytes(std::uint32_t freeMb, std::uint32_t totalMb);
+
+    // --- Modem ---
+
+    void setModemPresent(bool present);
+    bool modemPresent() const;
+    // Changes facts under their lock; in force from the modem's next answer on.
+    void editModem(const std::function<void(ModemFacts&)>& edit);
+    // A copy of the facts as they stand, without the script.
+    ModemFacts modem() const;
+    // Exact replies; an empty list gives the modem its own answers back.
+    void scriptModem(std::span<const Reply> replies);
+    void scriptModem(std::initializer_list<Reply> replies);
+    // The conversation so far (its newest part when it is long), oldest first.
+    std::vector<Utterance> transcript() const;
+    // All bytes of one side of it, joined.
+    std::string sentToModem() const;
+    std::string sentByModem() const;
+    void clearTranscript();
+    // What the tcsetattr calls on the port asked for, oldest first, at most the last 16.
+    std::vector<LineSettings> lineSettings() const;
+
+    // --- Message queue ---
+
+    int queueKey() const { return block->queueKey; }
+    // Sends a line as another process of the gateway would; a NUL ends it when it is shorter than
+    // 68 bytes. False when the queue refuses it.
+    bool sendLogLine(std::string_view text, long type = 1);
+    // Sends exactly these bytes.
+    bool sendLogBytes(std::string_view bytes, long type = 1);
+    // Messages that wait in the queue.
+    std::size_t logLinesWaiting() const;
+    // Takes the oldest message out, as another reader would; false when there is none.
+    bool takeLogLine();
+
+    // --- What the process did ---
+
+    // Calls since the gateway was made, or since resetCounters.
+    std::uint64_t calls(Call call) const;
+    std::uint64_t calls(Call call, Path path) const;
+    // Calls of any kind on this place.
+    std::uint64_t calls(Path path) const;
+    void resetCounters();
+    // Flags of the last open of this place.
+    int lastOpenFlags(Path path) const;
+    std::uint32_t popenCount() const;
+    std::string lastPopen() const;
+
+    // --- Faults ---
+
+    // Plans that the nth call from now on fails with `error`, and every later one too when
+    // persistent; only calls on `path` when one is given. Throws when eight are planned already.
+    FaultId failCall(Call call, int error, std::uint32_t nth = 1, bool persistent = false,
+                     Path path = Path::None);
+    // How many calls the planned failure has hit.
+    std::uint32_t faultHits(FaultId fault) const;
+    void clearFaults();
+
+  private:
+    void makeControlBlock();
+    void makeQueue();
+    void makeOrdinaryFacts(Panel panel);
+    void makeFramebuffer();
+    void openButton();
+    std::time_t nextStamp();
+
+    std::string sandbox;
+    ControlBlock* block = nullptr;
+    int queueId = -1;
+    int buttonFd = -1;
+    std::time_t lastStamp;
+    bool attached = false;
+};
+
+} // namespace sim

@@ -1,0 +1,93 @@
+#pragma once
+
+// The unmodified daemon as a process of its own on a simulated gateway: started with the preloaded
+// interposer, its time moved on by the harness, its output collected. One thread of the harness
+// uses it; it prints nothing. The process dies with this object, and with the harness.
+
+#include "sim/gateway.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+namespace sim {
+
+struct ProcessOptions {
+    std::string timeZone = "UTC";                                 // TZ of the process
+    std::vector<std::pair<std::string, std::string>> environment; // further variables
+    std::chrono::milliseconds patience{20'000}; // real time after which a wait is given up
+};
+
+class PanelProcess {
+  public:
+    // How a wait ended.
+    enum class Wait {
+        Settled, // the time is reached and every thread sleeps: the picture is stable
+        Exited,  // the process has ended
+        Stuck,   // the harness lost its patience
+    };
+
+    // Starts `binary` on the gateway with `interposer` (panel_gateway.so) preloaded. With a virtual
+    // clock time stands still at the gateway's present moment. Throws when the start fails.
+    PanelProcess(Gateway& gateway, std::string binary, std::string interposer,
+                 ProcessOptions options = {});
+    // Kills the process if it still runs.
+    ~PanelProcess();
+    PanelProcess(const PanelProcess&) = delete;
+    PanelProcess& operator=(const PanelProcess&) = delete;
+
+    // Lets this much time pass and waits until the process has reached it and all its threads
+    // sleep. With a duration of 0 it waits for the end of what goes on at this moment, after the
+    // start for the first complete frame. With a real clock it sleeps that long, then settles.
+    Wait advance(std::chrono::nanoseconds duration);
+
+    // Frame barrier: advances until the page loop has slept `sleeps` more times, so that a query
+    // that the last page began is over too. At most 30 seconds of the gateway's time.
+    Wait settle(unsigned sleeps = 2);
+
+    // Presses the button, lets `held` pass, releases it and settles.
+    Wait press(std::chrono::milliseconds held);
+    Wait shortPress() { return press(std::chrono::milliseconds{100}); }
+    Wait longPress() { return press(std::chrono::milliseconds{10'500}); }
+
+    // Makes the main thread call exit(0) in its next sleep, and waits for the end: the status as
+    // waitpid gives it, or nullopt when the process does not end.
+    std::optional<int> exitNormally();
+    // Waits for the end of the process without asking for it; time does not move meanwhile.
+    std::optional<int> waitExit();
+    // Sends a signal.
+    void signal(int number);
+
+    bool running();
+    pid_t pid() const { return child; }
+    // Status as waitpid gives it once the process has ended.
+    std::optional<int> status() const { return exitStatus; }
+
+    // Takes what the process has written so far out of its pipes. The waits above do so; call it
+    // when none of them is used, before the pipe is full.
+    void collect();
+    // Standard output and standard error since the start, or since clearOutput.
+    const std::string& output();
+    const std::string& errors();
+    void clearOutput();
+
+  private:
+    void start(const std::string& binary, const std::string& interposer);
+    Wait waitFor(Nanoseconds target);
+    Wait waitSleeps(std::uint64_t sleeps);
+    bool reap();
+
+    Gateway& gateway;
+    ProcessOptions options;
+    pid_t child = -1;
+    int outputPipe = -1;
+    int errorPipe = -1;
+    std::string outputText;
+    std::string errorText;
+    std::optional<int> exitStatus;
+};
+
+} // namespace sim
