@@ -11,7 +11,9 @@ namespace {
 constexpr std::uint8_t shownMode = 0;
 constexpr std::uint8_t modeNotGiven = 255;
 
-std::uint8_t lowByte(const char* text) { return static_cast<std::uint8_t>(parseDecimal(text)); }
+std::uint8_t lowByte(const char* text) {
+    return static_cast<std::uint8_t>(parseDecimal(text));
+}
 
 void applySetting(ChannelConfig& config, std::uint8_t& mode, const char* name, const char* text) {
     if (std::strcmp(name, "Mode") == 0) {

@@ -10,6 +10,6 @@ FileCheck checkFile(const char* path, std::int32_t stamp) {
         return {FileCheck::Missing, false, 0};
     }
     const auto modified = static_cast<std::int32_t>(status.st_mtime);
-    return {modified == stamp ? FileCheck::Unchanged : FileCheck::Changed,
-            S_ISREG(status.st_mode), modified};
+    return {modified == stamp ? FileCheck::Unchanged : FileCheck::Changed, S_ISREG(status.st_mode),
+            modified};
 }

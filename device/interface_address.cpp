@@ -10,7 +10,8 @@ namespace {
 
 constexpr const char* notAvailable = "N/A";
 
-template <std::size_t Size> void copyText(char (&field)[Size], const char* text) {
+template <std::size_t Size>
+void copyText(char (&field)[Size], const char* text) {
     std::snprintf(field, Size, "%s", text);
 }
 

@@ -26,9 +26,8 @@ int DeviceInfo::readSnConfig() {
         });
         return stored;
     };
-    forEachElement(document.root(), "sn", [&](const xmlNode* element) {
-        storeAttribute(element, "sn", seriesNumber_);
-    });
+    forEachElement(document.root(), "sn",
+                   [&](const xmlNode* element) { storeAttribute(element, "sn", seriesNumber_); });
     forEachElement(document.root(), "model", [&](const xmlNode* element) {
         if (storeAttribute(element, "model", model_)) {
             modelKind_ = std::strstr(model_, "-L") != nullptr ? modelStepwise : modelCombined;

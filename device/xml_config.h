@@ -60,7 +60,8 @@ class XmlAttributeText {
 };
 
 /// Calls `visit` with name and text of every attribute of `element`, in document order.
-template <class Visit> void forEachAttribute(const xmlNode* element, Visit visit) {
+template <class Visit>
+void forEachAttribute(const xmlNode* element, Visit visit) {
     for (const xmlAttr* attribute = element->properties; attribute != nullptr;
          attribute = attribute->next) {
         const XmlAttributeText text(element, attribute);

@@ -106,7 +106,9 @@ int sendAtCommand(int fd, const char* command, const char* markerA, const char* 
     return 0;
 }
 
-int checkSimReady(int fd) { return sendAtCommand(fd, "at+cpin?\r\n", "OK", nullptr, pollWait); }
+int checkSimReady(int fd) {
+    return sendAtCommand(fd, "at+cpin?\r\n", "OK", nullptr, pollWait);
+}
 
 int checkRegistered(int fd) {
     return sendAtCommand(fd, "at+creg?\r\n", "+CREG: 0,1", "+CREG: 0,5", pollWait);
@@ -129,9 +131,13 @@ int querySysInfoMode(int fd) {
                : noAnswer;
 }
 
-int scanFirstNumber(const char* chunk) { return scanField(chunk, "%*[^:]:%7[^,]"); }
+int scanFirstNumber(const char* chunk) {
+    return scanField(chunk, "%*[^:]:%7[^,]");
+}
 
-int scanNetworkMode(const char* chunk) { return scanField(chunk, "%*[^:]:%*[^,],%7s"); }
+int scanNetworkMode(const char* chunk) {
+    return scanField(chunk, "%*[^:]:%*[^,],%7s");
+}
 
 int scanSystemMode(const char* chunk) {
     return scanField(chunk, "%*[^,],%*[^,],%*[^,],%7[^,],%*s");

@@ -230,10 +230,10 @@ void parseCombinedReply(const char* text, ModemStatus* status) {
     };
     const CombinedReply reply = divideCombinedReply(text);
     status->simReady = contains(reply.sim, "OK") ? 1 : 0;
-    status->registered = contains(reply.registration, "+CREG: 0,1") ||
-                                 contains(reply.registration, "+CREG: 0,5")
-                             ? 1
-                             : 0;
+    status->registered =
+        contains(reply.registration, "+CREG: 0,1") || contains(reply.registration, "+CREG: 0,5")
+            ? 1
+            : 0;
     if (!contains(reply.signal, signalPrefix)) {
         // One bar at strength 0: the modem is there, its signal answer is not.
         status->csq = 0;

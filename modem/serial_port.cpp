@@ -51,4 +51,6 @@ int setPortSpeed(int fd, speed_t speed) {
     return tcsetattr(fd, TCSANOW, &settings);
 }
 
-int closeModemPort(int fd) { return close(fd); }
+int closeModemPort(int fd) {
+    return close(fd);
+}

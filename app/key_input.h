@@ -1,0 +1,40 @@
+#pragma once
+
+// The front-panel button: press and release events become short and long presses.
+//
+// There is one button on /dev/input/event0, code BTN_0. A press is reported when the
+// button is released, never before, and is timed by the wall clock at the moment its
+// events are read. Main thread only. Prints one line when the device cannot be opened.
+
+#include <sys/time.h>
+
+/// What one look at the button gives.
+enum class KeyEvent {
+    None = 0,
+    ShortPress = 1, ///< released within ten seconds
+    LongPress = 2,  ///< held ten seconds or more
+};
+
+class KeyInput {
+  public:
+    /// The process-wide object, created at its first use (after the first page has been
+    /// drawn) and destroyed at normal process exit.
+    static KeyInput* instance();
+
+    ~KeyInput();
+    KeyInput(const KeyInput&) = delete;
+    KeyInput& operator=(const KeyInput&) = delete;
+
+    /// Reads at most one input event and never blocks. Without a device always None: a
+    /// failed open is not tried again.
+    KeyEvent readKey();
+
+  private:
+    KeyInput();
+    KeyEvent finishPress();
+
+    timeval pressTime_{};
+    timeval releaseTime_{};
+    timeval heldTime_{}; ///< last completed press, microseconds 0..999999
+    int fd_ = -1;
+};
