@@ -8,25 +8,25 @@
 
 #include <sys/time.h>
 
-/// What one look at the button gives.
+// What one look at the button gives.
 enum class KeyEvent {
     None = 0,
-    ShortPress = 1, ///< released within ten seconds
-    LongPress = 2,  ///< held ten seconds or more
+    ShortPress = 1, // released within ten seconds
+    LongPress = 2,  // held ten seconds or more
 };
 
 class KeyInput {
   public:
-    /// The process-wide object, created at its first use (after the first page has been
-    /// drawn) and destroyed at normal process exit.
+    // The process-wide object, created at its first use (after the first page has been
+    // drawn) and destroyed at normal process exit.
     static KeyInput* instance();
 
     ~KeyInput();
     KeyInput(const KeyInput&) = delete;
     KeyInput& operator=(const KeyInput&) = delete;
 
-    /// Reads at most one input event and never blocks. Without a device always None: a
-    /// failed open is not tried again.
+    // Reads at most one input event and never blocks. Without a device always None: a
+    // failed open is not tried again.
     KeyEvent readKey();
 
   private:
@@ -35,6 +35,6 @@ class KeyInput {
 
     timeval pressTime_{};
     timeval releaseTime_{};
-    timeval heldTime_{}; ///< last completed press, microseconds 0..999999
+    timeval heldTime_{}; // last completed press, microseconds 0..999999
     int fd_ = -1;
 };

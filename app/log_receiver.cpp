@@ -14,7 +14,7 @@ constexpr useconds_t receivePeriod = 500000; // microseconds
 constexpr std::size_t receiverStackSize = 1048576;
 
 struct LogMessage {
-    long type; ///< any value; messages of every type are taken, oldest first
+    long type; // any value; messages of every type are taken, oldest first
     char text[logLineLength];
 };
 

@@ -9,9 +9,9 @@
 
 namespace {
 
-/// Makes every message visible at once, those without a line feed too, and keeps the
-/// panel alive when nobody reads them any more. A standard descriptor that is closed at
-/// start is taken by /dev/null, or the framebuffer would become standard output.
+// Makes every message visible at once, those without a line feed too, and keeps the
+// panel alive when nobody reads them any more. A standard descriptor that is closed at
+// start is taken by /dev/null, or the framebuffer would become standard output.
 void prepareStandardStreams() {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     std::signal(SIGPIPE, SIG_IGN);

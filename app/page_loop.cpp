@@ -37,7 +37,7 @@ void light() {
     setBacklight(backlightLit);
 }
 
-/// A key on a dark panel only lights it again.
+// A key on a dark panel only lights it again.
 void actOnKey(KeyEvent key) {
     scheduler.lastRefreshTime = monotonicSeconds();
     scheduler.lastKeyTime = static_cast<std::int32_t>(monotonicSeconds());
@@ -50,7 +50,7 @@ void actOnKey(KeyEvent key) {
     drawCurrentPage();
 }
 
-/// The 64-line panel is not redrawn in the dark, the 32-line panel is.
+// The 64-line panel is not redrawn in the dark, the 32-line panel is.
 void refreshWhenDue(std::uint32_t now) {
     if (!isSmallPanel() && scheduler.backlightOn != 1) {
         return;
@@ -61,7 +61,7 @@ void refreshWhenDue(std::uint32_t now) {
     }
 }
 
-/// On the 64-line panel the dark display is blank and the next key shows the clock.
+// On the 64-line panel the dark display is blank and the next key shows the clock.
 void darkenWhenIdle(std::uint32_t now) {
     if (scheduler.backlightOn != 1 || !isIdle(now, scheduler.lastKeyTime)) {
         return;

@@ -10,7 +10,7 @@
 #include <array>
 #include <cstdint>
 
-/// Page numbers, which are the row indices of PageTable.
+// Page numbers, which are the row indices of PageTable.
 enum PageNumber : std::uint8_t {
     clockPage = 0,
     ethernetPage1 = 1,
@@ -22,19 +22,19 @@ enum PageNumber : std::uint8_t {
     versionPage = 7,
     tfCardPage = 8,
     channelPage = 9,
-    reservedPage = 10, ///< never current: navigation passes over it to the clock page
+    reservedPage = 10, // never current: navigation passes over it to the clock page
     rebootPage = 11,
 };
 
 inline constexpr std::size_t pageCount = 12;
 
 struct PageEntry {
-    std::uint8_t id;              ///< page number, equal to the row index
-    std::uint8_t lastSubPage;     ///< sub-pages run from 0 to this one
-    std::uint8_t nextPage;        ///< shown after the last sub-page
-    std::uint32_t refreshSeconds; ///< period of the timer redraw; 0 would mean never
+    std::uint8_t id;              // page number, equal to the row index
+    std::uint8_t lastSubPage;     // sub-pages run from 0 to this one
+    std::uint8_t nextPage;        // shown after the last sub-page
+    std::uint32_t refreshSeconds; // period of the timer redraw; 0 would mean never
     void (*onKey)(std::uint8_t page, std::uint8_t subPage, KeyEvent key);
-    void (*draw)(std::uint8_t page, std::uint8_t subPage); ///< null in the reserved row
+    void (*draw)(std::uint8_t page, std::uint8_t subPage); // null in the reserved row
 };
 
 extern const std::array<PageEntry, pageCount> PageTable;

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// What differs between the two panels.
+// What differs between the two panels.
 struct PanelKind {
     const char* brightnessPath;
     const char* openFailure;

@@ -4,14 +4,14 @@
 //
 // Both pick the panel kind from DeviceInfo. Main thread only.
 
-/// Brightness levels in use.
+// Brightness levels in use.
 inline constexpr int backlightLit = 127;
 inline constexpr int backlightOff = 0;
 
-/// Writes `level` to the brightness file of the fitted panel. Prints a line when the file
-/// cannot be opened or written; the brightness is unchanged then.
+// Writes `level` to the brightness file of the fitted panel. Prints a line when the file
+// cannot be opened or written; the brightness is unchanged then.
 void setBacklight(int level);
 
-/// Initialises the graphics library afresh (blank display, default context) and draws the
-/// one-pixel border around the panel.
+// Initialises the graphics library afresh (blank display, default context) and draws the
+// one-pixel border around the panel.
 void initScreen();

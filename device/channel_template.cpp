@@ -29,8 +29,8 @@ void applySetting(ChannelConfig& config, std::uint8_t& mode, const char* name, c
     }
 }
 
-/// Reads one Channel element. Settings and mode carry over from one of its CommMode
-/// elements to the next: they start afresh with the channel only.
+// Reads one Channel element. Settings and mode carry over from one of its CommMode
+// elements to the next: they start afresh with the channel only.
 void readChannel(const xmlNode* channel, ChannelMap& channels) {
     ChannelConfig config{};
     forEachAttribute(channel, [&](const char* name, const char* text) {

@@ -14,17 +14,17 @@ inline constexpr const char* snConfigPath = "/zelkora/Config/system/sn.xml";
 inline constexpr const char* versionPath = "/zelkora/Config/version/main-version.conf";
 inline constexpr const char* channelTemplatePath = "/zelkora/Config/Channel-template.xml";
 
-/// What a look at a file's status says before it is read.
+// What a look at a file's status says before it is read.
 struct FileCheck {
     enum State : std::uint8_t { Missing, Unchanged, Changed };
     State state;
-    bool regular;          ///< false for a FIFO or a device, which must not be read
-    std::int32_t modified; ///< low 32 bits of the modification time, seconds
+    bool regular;          // false for a FIFO or a device, which must not be read
+    std::int32_t modified; // low 32 bits of the modification time, seconds
 
-    /// A reader's result when there is nothing to read: 0 unchanged, -1 missing.
+    // A reader's result when there is nothing to read: 0 unchanged, -1 missing.
     int result() const { return state == Missing ? -1 : 0; }
 };
 
-/// Compares the modification time of `path` with `stamp`. Prints
-/// "get <path> status error" when the file has no status.
+// Compares the modification time of `path` with `stamp`. Prints
+// "get <path> status error" when the file has no status.
 FileCheck checkFile(const char* path, std::int32_t stamp);

@@ -14,53 +14,53 @@
 
 #include <cstdint>
 
-/// `firstChannel` of an empty channel map. Also a possible channel number: a map whose
-/// smallest number is 16 reads as empty.
+// `firstChannel` of an empty channel map. Also a possible channel number: a map whose
+// smallest number is 16 reads as empty.
 inline constexpr std::uint8_t noChannel = 16;
 
 class DeviceInfo {
   public:
-    /// The process-wide object; callers ask anew before each use and keep no pointer.
+    // The process-wide object; callers ask anew before each use and keep no pointer.
     static DeviceInfo* instance();
 
     DeviceInfo(const DeviceInfo&) = delete;
     DeviceInfo& operator=(const DeviceInfo&) = delete;
     ~DeviceInfo() = default;
 
-    /// 0 for the 64-line panel, 1 for any other height. Decided once, at construction.
+    // 0 for the 64-line panel, 1 for any other height. Decided once, at construction.
     std::uint8_t isSmallPanel() const { return smallPanel_; }
 
-    /// First line of the version file, its line feed included when it fits.
+    // First line of the version file, its line feed included when it fits.
     const char* version();
-    /// Gateway address text of sys.xml.
+    // Gateway address text of sys.xml.
     const char* gateway();
-    /// Series number of sn.xml.
+    // Series number of sn.xml.
     const char* seriesNumber();
 
-    /// Smallest configured channel number, or `noChannel`.
+    // Smallest configured channel number, or `noChannel`.
     std::uint8_t firstChannel();
-    /// 0 and the record of channel `number`, valid until the next accessor call; -1 with
-    /// `config` untouched when there is no such channel.
+    // 0 and the record of channel `number`, valid until the next accessor call; -1 with
+    // `config` untouched when there is no such channel.
     int findChannel(std::uint32_t number, const ChannelConfig** config);
 
-    /// Reads the figures anew; always hands them out, 0 or -1 as readTfCardFigures.
+    // Reads the figures anew; always hands them out, 0 or -1 as readTfCardFigures.
     int readTfCard(const TfCardFigures** figures);
 
-    /// Ethernet port 1: eth1, or eth0 when the gateway is cascaded. Always 0.
+    // Ethernet port 1: eth1, or eth0 when the gateway is cascaded. Always 0.
     int getPort1Addr(const InterfaceAddress** pair);
-    /// Ethernet port 2: eth0. Always 0.
+    // Ethernet port 2: eth0. Always 0.
     int getPort2Addr(const InterfaceAddress** pair);
-    /// Cellular link: ppp0. Always 0.
+    // Cellular link: ppp0. Always 0.
     int getPppAddr(const InterfaceAddress** pair);
 
-    /// Queries the modem and hands out the record, whatever it says. Blocks for up to
-    /// about 4.5 s. Always 0.
+    // Queries the modem and hands out the record, whatever it says. Blocks for up to
+    // about 4.5 s. Always 0.
     int getModemStatus(const ModemStatus** status);
 
     // As last stored, without a look at the file.
-    std::uint8_t modelKind() const { return modelKind_; } ///< a ModelKind, from sn.xml
-    std::uint8_t cascade() const { return cascade_; }     ///< of sys.xml, 0 or not
-    const char* model() const { return model_; }          ///< of sn.xml
+    std::uint8_t modelKind() const { return modelKind_; } // a ModelKind, from sn.xml
+    std::uint8_t cascade() const { return cascade_; }     // of sys.xml, 0 or not
+    const char* model() const { return model_; }          // of sn.xml
     const ChannelMap& channels() const { return channels_; }
 
     // Readers: 0 when read or unchanged, -1 after a failure, whose message is printed.

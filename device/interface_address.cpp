@@ -15,7 +15,7 @@ void copyText(char (&field)[Size], const char* text) {
     std::snprintf(field, Size, "%s", text);
 }
 
-/// Formats the four bytes of an IPv4 socket address, first byte first.
+// Formats the four bytes of an IPv4 socket address, first byte first.
 void formatAddress(char (&field)[16], const sockaddr* address) {
     sockaddr_in ipv4{};
     std::memcpy(&ipv4, address, sizeof ipv4);

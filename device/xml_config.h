@@ -10,16 +10,16 @@
 
 #include <libxml/tree.h>
 
-/// A parsed document whose root element has the expected name.
+// A parsed document whose root element has the expected name.
 class XmlDocument {
   public:
-    /// Parses `path` as UTF-8. A file that is not regular counts as not parsed.
+    // Parses `path` as UTF-8. A file that is not regular counts as not parsed.
     XmlDocument(const char* path, const FileCheck& file, const char* rootName);
     ~XmlDocument();
     XmlDocument(const XmlDocument&) = delete;
     XmlDocument& operator=(const XmlDocument&) = delete;
 
-    /// The root element, or null when the document was refused (the reason is printed).
+    // The root element, or null when the document was refused (the reason is printed).
     const xmlNode* root() const { return root_; }
 
   private:
@@ -27,10 +27,10 @@ class XmlDocument {
     const xmlNode* root_ = nullptr;
 };
 
-/// The first element called `name` from `node` on among its siblings, or null.
+// The first element called `name` from `node` on among its siblings, or null.
 const xmlNode* findElement(const xmlNode* node, const char* name);
 
-/// Calls `visit` with every child element of `parent` called `name`, in document order.
+// Calls `visit` with every child element of `parent` called `name`, in document order.
 template <class Visit>
 void forEachElement(const xmlNode* parent, const char* name, Visit visit) {
     for (const xmlNode* child = findElement(parent->children, name); child != nullptr;
@@ -39,7 +39,7 @@ void forEachElement(const xmlNode* parent, const char* name, Visit visit) {
     }
 }
 
-/// The text of one attribute, freed at the end of its scope.
+// The text of one attribute, freed at the end of its scope.
 class XmlAttributeText {
   public:
     XmlAttributeText(const xmlNode* element, const xmlAttr* attribute)
@@ -52,14 +52,14 @@ class XmlAttributeText {
     XmlAttributeText(const XmlAttributeText&) = delete;
     XmlAttributeText& operator=(const XmlAttributeText&) = delete;
 
-    /// Null when libxml2 found no memory for it.
+    // Null when libxml2 found no memory for it.
     const char* get() const { return reinterpret_cast<const char*>(text_); }
 
   private:
     xmlChar* text_;
 };
 
-/// Calls `visit` with name and text of every attribute of `element`, in document order.
+// Calls `visit` with name and text of every attribute of `element`, in document order.
 template <class Visit>
 void forEachAttribute(const xmlNode* element, Visit visit) {
     for (const xmlAttr* attribute = element->properties; attribute != nullptr;

@@ -14,14 +14,14 @@ constexpr int pollWait = 10000; // microseconds
 constexpr int markerPolls = 50;
 constexpr int valuePolls = 10;
 
-/// One poll of the port ends in one of these ways.
+// One poll of the port ends in one of these ways.
 enum class PollResult {
-    Quiet, ///< nothing came in time (or select failed)
-    Chunk, ///< the buffer holds a new chunk
-    Ended, ///< the read failed or the port is at its end
+    Quiet, // nothing came in time (or select failed)
+    Chunk, // the buffer holds a new chunk
+    Ended, // the read failed or the port is at its end
 };
 
-/// Waits up to `waitMicroseconds` for one chunk and reads it into `chunk` as a C string.
+// Waits up to `waitMicroseconds` for one chunk and reads it into `chunk` as a C string.
 PollResult pollChunk(int fd, int waitMicroseconds, char (&chunk)[replyBufferSize]) {
     fd_set readable;
     FD_ZERO(&readable);
@@ -43,7 +43,7 @@ bool contains(const char* text, const char* part) {
     return part != nullptr && std::strstr(text, part) != nullptr;
 }
 
-/// Sends `command` and waits for a chunk with `prefix`. True when `chunk` holds it.
+// Sends `command` and waits for a chunk with `prefix`. True when `chunk` holds it.
 bool queryChunk(int fd, const char* command, const char* prefix, char (&chunk)[replyBufferSize]) {
     writeCommand(fd, command);
     for (int poll = 0; poll < valuePolls; ++poll) {
@@ -64,7 +64,7 @@ bool queryChunk(int fd, const char* command, const char* prefix, char (&chunk)[r
     return false;
 }
 
-/// Takes one field of a chunk by its scan format, which limits it to 7 characters.
+// Takes one field of a chunk by its scan format, which limits it to 7 characters.
 int scanField(const char* chunk, const char* format) {
     char field[8] = {};
 #pragma GCC diagnostic push

@@ -16,8 +16,8 @@ constexpr timeval pauseBehindData{0, 50000};
 
 // --- Kind 2: one command at a time ------------------------------------------
 
-/// Collects the answer to a command that has just been written. The time-out record
-/// is passed on from poll to poll: select leaves in it what remains of the wait.
+// Collects the answer to a command that has just been written. The time-out record
+// is passed on from poll to poll: select leaves in it what remains of the wait.
 std::size_t collectAnswer(int fd, char* capture, std::size_t size) {
     constexpr int polls = 20;
     timeval timeout{2, 10000};
@@ -52,7 +52,7 @@ ModemMaker queryMaker(int fd) {
     return modemMakerOf(capture);
 }
 
-/// Up to three attempts, as long as the modem answers 0 (no service yet).
+// Up to three attempts, as long as the modem answers 0 (no service yet).
 std::int32_t queryNetworkType(int fd, ModemMaker maker) {
     constexpr int attempts = 3;
     int (*query)(int) = maker == ModemMaker::Simcom   ? queryNetworkMode
@@ -89,8 +89,8 @@ void queryStepwise(int fd, ModemStatus& status) {
 
 // --- Kind 1: three commands at once -----------------------------------------
 
-/// Collects the combined answer. The read set is built once: the first wait that
-/// expires empties it and uses up the time-out, so the remaining polls return at once.
+// Collects the combined answer. The read set is built once: the first wait that
+// expires empties it and uses up the time-out, so the remaining polls return at once.
 std::size_t collectCombinedReply(int fd, char (&reply)[replyBufferSize]) {
     constexpr int polls = 10;
     constexpr std::size_t room = replyBufferSize - 1;
@@ -139,7 +139,7 @@ std::size_t skip(std::string_view text, std::size_t position, const char* charac
     return std::min(text.find_first_not_of(characters, position), text.size());
 }
 
-/// True when `text` begins with number, comma, number; blanks are allowed.
+// True when `text` begins with number, comma, number; blanks are allowed.
 bool beginsWithTwoNumbers(std::string_view text) {
     constexpr const char* blanks = " \t";
     constexpr const char* digits = "0123456789";
@@ -153,7 +153,7 @@ bool beginsWithTwoNumbers(std::string_view text) {
     return skip(text, second, digits) != second;
 }
 
-/// The first "+CREG:" that answers at+creg?; an unsolicited one carries one number only.
+// The first "+CREG:" that answers at+creg?; an unsolicited one carries one number only.
 std::size_t findRegistration(std::string_view text) {
     std::size_t position = text.find(registrationPrefix);
     while (position != std::string_view::npos &&
@@ -163,7 +163,7 @@ std::size_t findRegistration(std::string_view text) {
     return position;
 }
 
-/// The last "+CSQ:" behind the registration answer, or the last anywhere without one.
+// The last "+CSQ:" behind the registration answer, or the last anywhere without one.
 std::size_t findSignal(std::string_view text, std::size_t registration) {
     const std::size_t position = text.rfind(signalPrefix);
     if (registration != std::string_view::npos && position < registration) {
@@ -172,7 +172,7 @@ std::size_t findSignal(std::string_view text, std::size_t registration) {
     return position;
 }
 
-/// The end of the first line that contains "ERROR".
+// The end of the first line that contains "ERROR".
 std::size_t endOfErrorLine(std::string_view text) {
     const std::size_t error = text.find("ERROR");
     return error == std::string_view::npos ? error : text.find_first_of("\r\n", error);

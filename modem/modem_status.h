@@ -10,46 +10,46 @@
 #include <cstdint>
 #include <string_view>
 
-/// What one query found out. Whatever it did not find out is 0.
+// What one query found out. Whatever it did not find out is 0.
 struct ModemStatus {
-    std::uint8_t simReady;    ///< 1 when the SIM check succeeded
-    std::uint8_t registered;  ///< 1 when registered at home or roaming
-    std::int32_t csq;         ///< first number of +CSQ: 0..31, 99 not measurable, -1 none
-    std::int32_t signalLevel; ///< bars, 0..4
-    std::int32_t networkType; ///< network code of queryNetworkMode; kind 1 always 2
+    std::uint8_t simReady;    // 1 when the SIM check succeeded
+    std::uint8_t registered;  // 1 when registered at home or roaming
+    std::int32_t csq;         // first number of +CSQ: 0..31, 99 not measurable, -1 none
+    std::int32_t signalLevel; // bars, 0..4
+    std::int32_t networkType; // network code of queryNetworkMode; kind 1 always 2
 };
 
-/// Which dialogue the fitted modem understands; derived from the model text.
+// Which dialogue the fitted modem understands; derived from the model text.
 enum ModelKind : std::uint8_t {
-    modelUnknown = 0,  ///< no model read yet: nothing is asked
-    modelCombined = 1, ///< three commands at once
-    modelStepwise = 2, ///< one command at a time
+    modelUnknown = 0,  // no model read yet: nothing is asked
+    modelCombined = 1, // three commands at once
+    modelStepwise = 2, // one command at a time
 };
 
-/// Bars for the first number of +CSQ; 0 for 99, -1 and every value that has no bars.
+// Bars for the first number of +CSQ; 0 for 99, -1 and every value that has no bars.
 std::int32_t signalLevelOf(std::int32_t csq);
 
-/// Who made the modem, by its answer to AT+CGMI.
+// Who made the modem, by its answer to AT+CGMI.
 enum class ModemMaker { None = -1, Simcom = 1, AirM2M = 2, Refused = 3 };
 
-/// Finds the maker in an AT+CGMI answer; AirM2M wins when both are named.
+// Finds the maker in an AT+CGMI answer; AirM2M wins when both are named.
 ModemMaker modemMakerOf(const char* answer);
 
-/// The combined answer of the kind-1 dialogue, divided by what its parts name.
+// The combined answer of the kind-1 dialogue, divided by what its parts name.
 struct CombinedReply {
-    std::string_view sim;          ///< answer to at+cpin?
-    std::string_view registration; ///< answer to at+creg?, from its "+CREG:" on
-    std::string_view signal;       ///< answer to at+csq, from its "+CSQ:" on
+    std::string_view sim;          // answer to at+cpin?
+    std::string_view registration; // answer to at+creg?, from its "+CREG:" on
+    std::string_view signal;       // answer to at+csq, from its "+CSQ:" on
 };
 
-/// Divides `text`; each part is cut to 511 characters and empty when it is not there.
-/// An unsolicited "+CREG: 1" (one number) does not begin the registration part.
+// Divides `text`; each part is cut to 511 characters and empty when it is not there.
+// An unsolicited "+CREG: 1" (one number) does not begin the registration part.
 CombinedReply divideCombinedReply(std::string_view text);
 
-/// Fills SIM, registration and signal of `status` from a combined answer; does nothing
-/// when either is null. Without a "+CSQ:" the signal reads 0 with one bar.
+// Fills SIM, registration and signal of `status` from a combined answer; does nothing
+// when either is null. Without a "+CSQ:" the signal reads 0 with one bar.
 void parseCombinedReply(const char* text, ModemStatus* status);
 
-/// Runs the dialogue of `kind` on an open port and stores what it finds in `status`,
-/// which the caller has cleared. An unknown kind sends nothing.
+// Runs the dialogue of `kind` on an open port and stores what it finds in `status`,
+// which the caller has cleared. An unknown kind sends nothing.
 void queryModemStatus(std::uint8_t kind, int fd, ModemStatus& status);

@@ -16,8 +16,8 @@ speed_t speedCode(int bitsPerSecond) {
     return B0;
 }
 
-/// Raw 8N1 without any flow control. VMIN and VTIME stay as the driver has
-/// them: every read follows a select that reported data.
+// Raw 8N1 without any flow control. VMIN and VTIME stay as the driver has
+// them: every read follows a select that reported data.
 void makeRaw(termios& settings, speed_t speed) {
     settings.c_cflag = speed | CS8 | CREAD | HUPCL | CLOCAL;
     settings.c_lflag &= ~static_cast<tcflag_t>(ISIG | ICANON | ECHO | ECHOE);

@@ -13,8 +13,8 @@ namespace {
 
 constexpr const char* zoneFile = "/etc/localtime";
 
-/// Lets localtime_r follow a change of the system's time zone. tzset allocates at every
-/// call, so it is called only when the zone file has become another one.
+// Lets localtime_r follow a change of the system's time zone. tzset allocates at every
+// call, so it is called only when the zone file has become another one.
 void followZoneChange() {
     struct ZoneIdentity {
         dev_t device;

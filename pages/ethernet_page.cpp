@@ -12,10 +12,10 @@ namespace {
 constexpr unsigned firstPort = 1;
 constexpr unsigned secondPort = 2;
 
-/// What one sub-page shows of a port.
+// What one sub-page shows of a port.
 struct EthernetValue {
-    const char* label;       ///< 64-line panel
-    const char* smallFormat; ///< label on the 32-line panel, given the port's number
+    const char* label;       // 64-line panel
+    const char* smallFormat; // label on the 32-line panel, given the port's number
     const char* text;
 };
 

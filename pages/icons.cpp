@@ -7,8 +7,8 @@ namespace {
 
 constexpr std::size_t bitsPerByte = 8;
 
-/// Packs a picture of '#' (lit) and '.' rows, each ended by a line feed, behind a leading
-/// one; the most significant bit of a byte is the leftmost pixel.
+// Packs a picture of '#' (lit) and '.' rows, each ended by a line feed, behind a leading
+// one; the most significant bit of a byte is the leftmost pixel.
 template <std::size_t Width, std::size_t Height, std::size_t Length>
 constexpr auto packPicture(const char (&picture)[Length]) {
     static_assert(Width % bitsPerByte == 0);

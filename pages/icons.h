@@ -4,6 +4,6 @@
 
 #include "gui/gui.h"
 
-extern const GUI_Bitmap IconClock;    ///< an alarm clock, 24 x 24
-extern const GUI_Bitmap IconInfo;     ///< a letter i in a filled circle, 24 x 24
-extern const GUI_Bitmap IconEthernet; ///< a network socket, 16 x 16
+extern const GUI_Bitmap IconClock;    // an alarm clock, 24 x 24
+extern const GUI_Bitmap IconInfo;     // a letter i in a filled circle, 24 x 24
+extern const GUI_Bitmap IconEthernet; // a network socket, 16 x 16

@@ -10,10 +10,10 @@ namespace {
 struct IdentityTexts {
     const char* title;
     const char* label;
-    const char* smallLabel; ///< on the 32-line panel
+    const char* smallLabel; // on the 32-line panel
 };
 
-/// The value is fetched last: the accessor may print a message about its file.
+// The value is fetched last: the accessor may print a message about its file.
 void drawIdentity(const IdentityTexts& texts, const char* (DeviceInfo::*value)()) {
     if (isSmallPanel()) {
         selectBodyText();

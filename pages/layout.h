@@ -9,23 +9,23 @@
 
 #include <cstddef>
 
-/// Size of a formatted value or title; longer text is cut.
+// Size of a formatted value or title; longer text is cut.
 inline constexpr std::size_t valueSize = 32;
 
-/// x of the panel's middle, on which centred texts stand.
+// x of the panel's middle, on which centred texts stand.
 inline constexpr int panelCentre = 64;
 
-/// True for the 32-line layouts.
+// True for the 32-line layouts.
 bool isSmallPanel();
 
-/// Selects normal text in the body font.
+// Selects normal text in the body font.
 void selectBodyText();
 
-/// Draws a reversed title with its left end at (x, y); body text is selected afterwards.
+// Draws a reversed title with its left end at (x, y); body text is selected afterwards.
 void drawTitleAt(const char* title, int x, int y);
 
-/// Draws a reversed title centred on the panel's width; body text is selected afterwards.
+// Draws a reversed title centred on the panel's width; body text is selected afterwards.
 void drawTitleCentred(const char* title, int y);
 
-/// Draws a text centred on the panel's width in the current font and mode.
+// Draws a text centred on the panel's width in the current font and mode.
 void drawCentred(const char* text, int y);

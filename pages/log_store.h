@@ -10,20 +10,20 @@
 #include <cstddef>
 #include <pthread.h>
 
-/// Longest text of a log message, bytes; a line this long has no NUL in its message.
+// Longest text of a log message, bytes; a line this long has no NUL in its message.
 inline constexpr std::size_t logLineLength = 68;
 
-/// A list of at most two lines.
+// A list of at most two lines.
 class LogLines {
   public:
     static constexpr std::size_t kept = 2;
 
-    /// Puts `text` (at most `logLineLength` bytes, up to its first NUL) at the front and
-    /// drops the oldest line when there are more than two.
+    // Puts `text` (at most `logLineLength` bytes, up to its first NUL) at the front and
+    // drops the oldest line when there are more than two.
     void pushFront(const char* text);
 
     std::size_t size() const { return size_; }
-    /// Line `index` < size(), 0 the newest; NUL-terminated.
+    // Line `index` < size(), 0 the newest; NUL-terminated.
     const char* operator[](std::size_t index) const { return lines_[index].data(); }
 
   private:
@@ -34,12 +34,12 @@ class LogLines {
 
 struct LogStore {
     LogLines lines;
-    pthread_mutex_t logMutex; ///< initialised at start-up, before the receiver's thread
+    pthread_mutex_t logMutex; // initialised at start-up, before the receiver's thread
 };
 
 extern LogStore logStore;
 
-/// Holds logMutex for the length of a scope.
+// Holds logMutex for the length of a scope.
 class LogLock {
   public:
     LogLock() { pthread_mutex_lock(&logStore.logMutex); }

@@ -8,14 +8,14 @@
 
 namespace {
 
-/// A line as it is shown; longer lines are cut to 63 characters.
+// A line as it is shown; longer lines are cut to 63 characters.
 using ShownLine = char[64];
 
 void showLine(ShownLine& shown, const char* line) {
     std::snprintf(shown, sizeof shown, "%.*s", static_cast<int>(sizeof shown - 1), line);
 }
 
-/// Copies the lines in arrival order: a single line stands on top.
+// Copies the lines in arrival order: a single line stands on top.
 void copyLines(ShownLine& top, ShownLine& bottom) {
     const LogLock lock;
     const LogLines& lines = logStore.lines;

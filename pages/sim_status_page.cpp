@@ -8,17 +8,17 @@
 namespace {
 
 // Kept for the whole run of the daemon; touched by this page alone.
-std::int32_t queryCounter = 0; ///< draws since the last draw of sub-page 1 or 2
+std::int32_t queryCounter = 0; // draws since the last draw of sub-page 1 or 2
 const ModemStatus* lastModemStatus = nullptr;
 std::uint8_t scanningShown = 0;
 
-/// Outline of a SIM card, 31 x 23 pixels, its top-left corner cut.
+// Outline of a SIM card, 31 x 23 pixels, its top-left corner cut.
 constexpr GUI_POINT IconSimCard[] = {{0, 8}, {8, 0}, {30, 0}, {30, 22}, {0, 22}};
 
-/// The full-width question mark in GB2312.
+// The full-width question mark in GB2312.
 constexpr const char* noServiceMark = "\xA3\xBF";
 
-/// Four bars on a common bottom line; those above the level are hollow.
+// Four bars on a common bottom line; those above the level are hollow.
 void drawSignalBars(std::int32_t signalLevel) {
     constexpr int bars = 4;
     constexpr int bottom = 56;

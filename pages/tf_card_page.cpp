@@ -9,7 +9,7 @@
 
 namespace {
 
-/// At least five digits; the figure prints as signed.
+// At least five digits; the figure prints as signed.
 void formatMb(char (&text)[valueSize], std::uint32_t megabytes) {
     std::snprintf(text, sizeof text, "%05dMB", static_cast<int>(megabytes));
 }
