@@ -1,0 +1,62 @@
+#pragma once
+
+// A stand-in for an open modem port whose answers wait in it from the start, one chunk per read.
+// It is no terminal, so nothing is flushed and no time need pass: for what is read and how it is
+// understood. An empty chunk is the end of the port (a read of 0).
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <vector>
+
+class ScriptedPort {
+  public:
+    explicit ScriptedPort(const std::vector<std::string>& chunks) {
+        if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends_) != 0) {
+            std::perror("scripted port");
+            std::abort();
+        }
+        for (const std::string& chunk : chunks) {
+            add(chunk);
+        }
+    }
+    ~ScriptedPort() {
+        close(ends_[0]);
+        close(ends_[1]);
+    }
+    ScriptedPort(const ScriptedPort&) = delete;
+    ScriptedPort& operator=(const ScriptedPort&) = delete;
+
+    void add(std::string_view chunk) { send(ends_[1], chunk.data(), chunk.size(), 0); }
+
+    int fd() const { return ends_[0]; }
+
+    // Everything written to the port since the last call.
+    std::string written() { return drain(ends_[1], nullptr); }
+
+    // Takes the chunks that nobody has read and gives their number.
+    int chunksLeft() {
+        int count = 0;
+        drain(ends_[0], &count);
+        return count;
+    }
+
+  private:
+    static std::string drain(int fd, int* count) {
+        std::string all;
+        char piece[1024];
+        ssize_t size = 0;
+        while ((size = recv(fd, piece, sizeof piece, MSG_DONTWAIT)) >= 0) {
+            all.append(piece, static_cast<std::size_t>(size));
+            if (count != nullptr) {
+                ++*count;
+            }
+        }
+        return all;
+    }
+
+    int ends_[2] = {-1, -1};
+};
