@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <sched.h>
 #include <type_traits>
 
 namespace sim {
@@ -52,6 +53,7 @@ inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::PthreadC
 
 // The places of the real gateway that are redirected into the sandbox.
 enum class Path : std::uint8_t {
+    None,             // no redirected place; as a fault's path: any
     Framebuffer,      // /dev/fb0
     Button,           // /dev/input/event0
     ModemPort,        // /dev/mux3
@@ -64,11 +66,10 @@ enum class Path : std::uint8_t {
     VersionFile,      // /zelkora/Config/version/main-version.conf
     ChannelTemplate,  // /zelkora/Config/Channel-template.xml
     OtherConfig,      // anything else under /zelkora/
-    None,             // no redirected place; as a fault's path: any
 };
-inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::None) + 1;
+inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::OtherConfig) + 1;
 
-// The names of the enumerators as text, for reports.
+// The call and the place as text, for reports.
 const char* name(Call call);
 const char* name(Path path);
 
@@ -174,14 +175,21 @@ struct PopenRecord {
     char lastCommand[128];
 };
 
-// A lock that both processes take for a moment. A holder that died is overruled after a second, so
-// a killed daemon never hangs its harness.
+// A lock that both processes take for a moment. A holder that died is overruled after a second or
+// so, so a killed daemon never hangs its harness.
 class FactsLock {
   public:
-    void lock();
-    void unlock();
+    void lock() {
+        for (int round = 0; held.exchange(1) != 0 && round < patience; ++round) {
+            sched_yield();
+        }
+    }
+
+    void unlock() { held = 0; }
 
   private:
+    static constexpr int patience = 2'000'000;
+
     std::atomic<std::uint32_t> held;
 };
 

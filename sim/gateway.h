@@ -177,7 +177,7 @@ class Gateway {
     bool modemPresent() const;
     // Changes facts under their lock; in force from the modem's next answer on.
     void editModem(const std::function<void(ModemFacts&)>& edit);
-    // A copy of the facts as they stand, without the script.
+    // A copy of the facts as they stand.
     ModemFacts modem() const;
     // Exact replies; an empty list gives the modem its own answers back.
     void scriptModem(std::span<const Reply> replies);
@@ -231,8 +231,6 @@ class Gateway {
     void makeControlBlock();
     void makeQueue();
     void makeOrdinaryFacts(Panel panel);
-    void makeFramebuffer();
-    void openButton();
     std::time_t nextStamp();
 
     std::string sandbox;

@@ -130,8 +130,8 @@ class Modem {
     // Takes the earliest chunk that is due by `now` out of the schedule; false when there is none.
     bool take(Nanoseconds now, ModemChunk& chunk);
 
-    // Chunks that found the schedule full and were lost; 0 in a sane test.
-    std::uint32_t dropped() const { return droppedChunks; }
+    // Pieces that found the schedule full and were lost; 0 in a sane test.
+    std::uint32_t dropped() const { return droppedPieces; }
 
   private:
     static constexpr std::size_t pieceSize = 240;
@@ -145,9 +145,10 @@ class Modem {
         std::array<char, pieceSize> bytes;
     };
 
-    void answerLine(const ModemFacts& facts, std::string_view line, Nanoseconds& at);
+    void answerLine(const ModemFacts& facts, std::string_view command, Nanoseconds now,
+                    Nanoseconds at);
     bool answerFromScript(const ModemFacts& facts, std::string_view command, Nanoseconds now);
-    std::size_t compose(const ModemFacts& facts, Command command, char* text, std::size_t size);
+    std::int32_t numberFor(const ModemFacts& facts, Command command);
     void schedule(std::string_view bytes, Nanoseconds due);
     void scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds due);
     void insert(const Piece& piece);
@@ -164,7 +165,7 @@ class Modem {
     Nanoseconds chatterDue = never;
     Nanoseconds chatterPeriod = 0;
     std::array<char, modemTextSize> chatterText{};
-    std::uint32_t droppedChunks = 0;
+    std::uint32_t droppedPieces = 0;
 };
 
 } // namespace sim

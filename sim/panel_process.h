@@ -78,7 +78,6 @@ class PanelProcess {
     void start(const std::string& binary, const std::string& interposer);
     Wait waitFor(Nanoseconds target);
     Wait waitSleeps(std::uint64_t sleeps);
-    bool reap();
 
     Gateway& gateway;
     ProcessOptions options;

@@ -1,0 +1,177 @@
+#include "sim/modem_port.h"
+
+#include "sim/next_call.h"
+#include "sim/virtual_clock.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <mutex>
+#include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace sim {
+
+namespace {
+
+// Descriptors of the far side are kept out of the daemon's way.
+constexpr int lowestMaster = 500;
+// Milliseconds of real time that the kernel gets to carry bytes through the pty.
+constexpr int carryPatience = 1000;
+// Rounds of looking whether delivered bytes can be read; a moment when they cannot (line mode).
+constexpr int deliveryRounds = 2000;
+
+constinit NextCall<int(const char*, int, ...)> nextOpen{"open"};
+constinit NextCall<int(int)> nextClose{"close"};
+constinit NextCall<ssize_t(int, const void*, std::size_t)> nextWrite{"write"};
+
+void record(ControlBlock& block, bool fromModem, std::string_view bytes) {
+    const Nanoseconds now = monotonicNow(block);
+    while (!bytes.empty()) {
+        TranscriptEntry& entry = block.transcript.entries[block.transcript.total % transcriptCount];
+        const std::size_t length = std::min(bytes.size(), sizeof entry.bytes);
+        entry.at = now;
+        entry.fromModem = fromModem ? 1 : 0;
+        entry.length = static_cast<std::uint8_t>(length);
+        std::memcpy(entry.bytes, bytes.data(), length);
+        ++block.transcript.total;
+        bytes.remove_prefix(length);
+    }
+}
+
+int waitingInput(int descriptor) {
+    int count = 0;
+    return ioctl(descriptor, FIONREAD, &count) == 0 ? count : 0;
+}
+
+bool readable(int descriptor) {
+    pollfd poller{descriptor, POLLIN, 0};
+    return poll(&poller, 1, 0) > 0;
+}
+
+// Whether the facts let the port be opened; counts the opening.
+bool takeOpening(ControlBlock& block) {
+    const std::lock_guard guard(block.factsLock);
+    std::uint32_t& left = block.facts.modem.opensLeft;
+    if (left == 0) {
+        return false;
+    }
+    if (left != opensUnlimited) {
+        --left;
+    }
+    return true;
+}
+
+} // namespace
+
+int ModemPort::open(ControlBlock& block, int flags) {
+    std::array<char, sizeof block.sandbox + 16> file{};
+    std::snprintf(file.data(), file.size(), "%s/dev/mux3", block.sandbox);
+    if (access(file.data(), F_OK) != 0 || !takeOpening(block)) {
+        errno = ENOENT;
+        return -1;
+    }
+    if (master < 0 && !makeLine()) {
+        return -1;
+    }
+    std::array<char, 64> slave{};
+    if (ptsname_r(master, slave.data(), slave.size()) != 0) {
+        return -1;
+    }
+    const int descriptor = nextOpen(slave.data(), flags);
+    const std::lock_guard guard(block.factsLock);
+    modem.opened(block.facts.modem, monotonicNow(block));
+    return descriptor;
+}
+
+bool ModemPort::makeLine() {
+    const int made = posix_openpt(O_RDWR | O_NOCTTY);
+    if (made < 0) {
+        return false;
+    }
+    master = fcntl(made, F_DUPFD_CLOEXEC, lowestMaster);
+    nextClose(made);
+    if (master < 0) {
+        return false;
+    }
+    writtenBytes = 0;
+    heardBytes = 0;
+    fcntl(master, F_SETFL, O_NONBLOCK);
+    return grantpt(master) == 0 && unlockpt(master) == 0;
+}
+
+void ModemPort::closed() {
+    if (master >= 0) {
+        nextClose(master);
+        master = -1;
+    }
+}
+
+// Reads what the daemon wrote from the far side. The kernel carries it there in its own time.
+void ModemPort::hearWrites(ControlBlock& block) {
+    std::array<char, 1024> bytes;
+    pollfd poller{master, POLLIN, 0};
+    while (master >= 0 && poll(&poller, 1, heardBytes < writtenBytes ? carryPatience : 0) > 0) {
+        const ssize_t count = read(master, bytes.data(), bytes.size());
+        if (count <= 0) {
+            break;
+        }
+        heardBytes += static_cast<std::size_t>(count);
+        const std::string_view heard(bytes.data(), static_cast<std::size_t>(count));
+        record(block, false, heard);
+        const std::lock_guard guard(block.factsLock);
+        modem.feed(block.facts.modem, heard, monotonicNow(block));
+    }
+    heardBytes = writtenBytes;
+}
+
+void ModemPort::exchange(ControlBlock& block, int descriptor) {
+    hearWrites(block);
+    ModemChunk chunk{};
+    while (modem.take(monotonicNow(block), chunk)) {
+        deliver(block, descriptor, chunk);
+    }
+    block.modemDropped = modem.dropped();
+}
+
+void ModemPort::deliver(ControlBlock& block, int descriptor, const ModemChunk& chunk) {
+    if (master < 0) {
+        return;
+    }
+    if (chunk.hangUp) {
+        closed();
+        return;
+    }
+    record(block, true, chunk.bytes);
+    const int before = waitingInput(descriptor);
+    const ssize_t written = nextWrite(master, chunk.bytes.data(), chunk.bytes.size());
+    // A chunk must be readable whole, or the daemon would see pieces that nobody asked for.
+    for (int round = 0; round < deliveryRounds && written > 0; ++round) {
+        if (waitingInput(descriptor) >= before + written) {
+            return;
+        }
+        sched_yield();
+    }
+}
+
+bool ModemPort::waitReadable(ControlBlock& block, int descriptor, Nanoseconds deadline) {
+    for (;;) {
+        exchange(block, descriptor);
+        if (readable(descriptor)) {
+            return true;
+        }
+        const Nanoseconds now = monotonicNow(block);
+        if (now >= deadline) {
+            return false;
+        }
+        sleepFor(block, std::min(deadline, modem.nextDue()) - now);
+    }
+}
+
+} // namespace sim
