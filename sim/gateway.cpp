@@ -205,7 +205,10 @@ Gateway::~Gateway() {
         ::close(buttonFd);
     }
     msgctl(queueId, IPC_RMID, nullptr);
-    munmap(block, sizeof(ControlBlock));
+    // A thread of the attached program may still be in a call that works on the block.
+    if (!attached) {
+        munmap(block, sizeof(ControlBlock));
+    }
     std::error_code ignored;
     std::filesystem::remove_all(sandbox, ignored);
 }
