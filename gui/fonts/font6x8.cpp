@@ -1,0 +1,55 @@
+#include "gui/fonts/glyph_pairs.h"
+#include "gui/fonts/glyph_sheet.h"
+
+namespace {
+
+constexpr std::uint8_t width = 6;
+constexpr std::uint8_t height = 8;
+constexpr std::uint16_t firstDirect = 0x20; // glyph 0
+constexpr std::uint16_t lastDirect = 0x7E;
+constexpr std::uint16_t firstTranslated = 0x90;
+constexpr std::uint16_t lastTranslated = 0xFF;
+
+struct Art {
+    static constexpr std::string_view text =
+#include "gui/fonts/font6x8.art"
+        ;
+};
+
+struct PairList {
+    static constexpr std::string_view text =
+#include "gui/fonts/font6x8_pairs.txt"
+        ;
+};
+
+constexpr auto sheet = readGlyphSheet<Art, height, width>();
+constexpr auto bitmap = sheet.bitmap;
+constexpr auto pairs =
+    readGlyphPairs<PairList, firstTranslated, lastTranslated, sheet.glyphs.size()>();
+
+constexpr GUI_CharTransList translation = {firstTranslated, lastTranslated, pairs.data()};
+
+constexpr GUI_MonoFontData data = {.pData = bitmap.data(),
+                                   .pTransData = bitmap.data(),
+                                   .pTrans = &translation,
+                                   .FirstChar = firstDirect,
+                                   .LastChar = lastDirect,
+                                   .XSize = width,
+                                   .XDist = width,
+                                   .BytesPerLine = bytesForPixels(width)};
+
+} // namespace
+
+const GUI_Font GUI_Font6x8 = {.pfDispChar = GUI_MonoDispChar,
+                              .pfGetCharDistX = GUI_MonoGetCharDistX,
+                              .pfGetFontInfo = GUI_MonoGetFontInfo,
+                              .pfIsInFont = GUI_MonoIsInFont,
+                              .pafEncode = nullptr,
+                              .YSize = height,
+                              .YDist = height,
+                              .XMag = 1,
+                              .YMag = 1,
+                              .pData = &data,
+                              .Baseline = 7,
+                              .LHeight = 5,
+                              .CHeight = 7};
