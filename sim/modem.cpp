@@ -152,20 +152,6 @@ Nanoseconds microseconds(std::uint32_t count) {
 
 } // namespace
 
-void ordinaryModem(ModemFacts& facts) {
-    std::memset(&facts, 0, sizeof(facts));
-    facts.maker = Maker::Simcom;
-    facts.simCard = SimCard::Ready;
-    facts.echo = Echo::Off;
-    facts.registration = 1;
-    facts.csq = 20;
-    facts.networkMode = 8;
-    facts.systemMode = 17;
-    facts.answerDelayUs = 20'000;
-    facts.commandGapUs = 5'000;
-    facts.opensLeft = opensUnlimited;
-}
-
 void Modem::opened(const ModemFacts& facts, Nanoseconds now) {
     std::size_t lost = 0;
     while (lost < pieceTotal && pieces[lost].due <= now) {

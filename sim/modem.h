@@ -105,7 +105,19 @@ inline constexpr std::uint32_t opensUnlimited = UINT32_MAX;
 
 // Sets `facts` to a SIMCOM modem with a ready SIM, registered at home, csq 20, LTE (mode 8, system
 // mode 17), echo off, answering whole after 20 ms and commands of one write 5 ms apart.
-void ordinaryModem(ModemFacts& facts);
+inline void ordinaryModem(ModemFacts& facts) {
+    facts = {};
+    facts.maker = Maker::Simcom;
+    facts.simCard = SimCard::Ready;
+    facts.echo = Echo::Off;
+    facts.registration = 1;
+    facts.csq = 20;
+    facts.networkMode = 8;
+    facts.systemMode = 17;
+    facts.answerDelayUs = 20'000;
+    facts.commandGapUs = 5'000;
+    facts.opensLeft = opensUnlimited;
+}
 
 // One arrival at the port.
 struct ModemChunk {
