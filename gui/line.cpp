@@ -11,21 +11,20 @@ bool isInside(int value, int low, int high) {
 
 // Both kinds of panel are 128 pixels wide. Their columns are walked in constant steps and several
 // rows at a time, so that the loop's own steps weigh less than the pixels.
-constexpr unsigned panelStride = 16;
+constexpr std::size_t panelStride = 16;
 constexpr int rowsAtOnce = 16;
 
-template <PixelAction action, unsigned... row>
-inline void writeRows(std::uint8_t* byte, unsigned bit,
-                      std::integer_sequence<unsigned, row...> /*rows*/) {
+template <PixelAction action, std::size_t... row>
+inline void writeRows(std::uint8_t* byte, unsigned bit, std::index_sequence<row...> /*rows*/) {
     (writePixel<action>(byte + row * panelStride, bit), ...);
 }
 
 // Column of count pixels in the same place of their bytes, which are stride apart.
 template <PixelAction action>
-inline void writeColumn(std::uint8_t* byte, unsigned bit, unsigned stride, int count) {
+inline void writeColumn(std::uint8_t* byte, unsigned bit, std::size_t stride, int count) {
     if (stride == panelStride) {
         for (; count >= rowsAtOnce; count -= rowsAtOnce, byte += rowsAtOnce * panelStride) {
-            writeRows<action>(byte, bit, std::make_integer_sequence<unsigned, rowsAtOnce>{});
+            writeRows<action>(byte, bit, std::make_index_sequence<rowsAtOnce>{});
         }
     }
     for (; count > 0; --count, byte += stride) {

@@ -13,7 +13,10 @@ class RelaxedField {
     RelaxedField(const RelaxedField& other) : value_(other.load()) {}
     ~RelaxedField() = default;
 
-    RelaxedField& operator=(const RelaxedField& other) { return *this = other.load(); }
+    RelaxedField& operator=(const RelaxedField& other) {
+        value_.store(other.load(), std::memory_order_relaxed);
+        return *this;
+    }
     RelaxedField& operator=(T value) {
         value_.store(value, std::memory_order_relaxed);
         return *this;

@@ -3,6 +3,8 @@
 #include "gui/lcd.h"
 #include "gui/lcd_driver.h"
 
+#include <cstddef>
+
 namespace {
 
 constexpr int glyphDepth = 1; // bits per pixel
@@ -37,7 +39,7 @@ struct MonoGlyphs {
 
 MonoGlyphs findMonoGlyphs(const GUI_Font& font, std::uint16_t code) {
     const GUI_MonoFontData& data = monoData(font);
-    const int glyphSize = data.BytesPerLine * font.YSize;
+    const std::ptrdiff_t glyphSize = std::ptrdiff_t{data.BytesPerLine} * font.YSize;
     if (isDirect(data, code)) {
         return {data.pData + (code - data.FirstChar) * glyphSize, nullptr};
     }
