@@ -80,6 +80,9 @@ void walkLine(Walk walk, Plot plot) {
 // Draws along x, or along y when the walk's major coordinate is y.
 template <bool isSteep>
 void drawWalk(const Walk& walk) {
+    if (walk.pixels == 0) {
+        return; // beside the clip rectangle
+    }
     const GUI_RECT& clip = GUI_Context.ClipRect;
     const int low = isSteep ? clip.x0 : clip.y0;
     const int high = isSteep ? clip.x1 : clip.y1;
