@@ -1,0 +1,212 @@
+// The refresh-on-change rule: what each of the four files does to its field, its messages and its
+// stamp when it is missing, cannot be read, is broken, or is mended.
+
+#include "device/device_info.h"
+#include "tests/support/gateway_test.h"
+
+#include <filesystem>
+#include <sys/stat.h>
+
+namespace {
+
+DeviceInfo& info() {
+    return *DeviceInfo::instance();
+}
+
+// One configuration file and how it is asked. All hold the value "1" or "2" in these tests.
+struct File {
+    const char* path;
+    sim::Path place;
+    const char* root; // empty for the version file, which is no XML
+    int (DeviceInfo::*read)();
+    std::string (*value)();
+    std::string before; // the value
+    std::string after;
+    const char* unset = ""; // the value before any reading
+    bool emptiedWhenBroken = false;
+
+    bool isXml() const { return *root != '\0'; }
+    std::string holding(const char* text) const { return before + text + after; }
+};
+
+const File files[] = {
+    {"/zelkora/Config/sys.xml", sim::Path::SysXml, "sysConfig", &DeviceInfo::readSysConfig,
+     [] { return std::string(info().gateway()); }, "<sysConfig><lan1 gateway='", "'/></sysConfig>"},
+    {"/zelkora/Config/system/sn.xml", sim::Path::SnXml, "snConfig", &DeviceInfo::readSnConfig,
+     [] { return std::string(info().seriesNumber()); }, "<snConfig><sn sn='", "'/></snConfig>"},
+    {"/zelkora/Config/version/main-version.conf", sim::Path::VersionFile, "",
+     &DeviceInfo::readVersion, [] { return std::string(info().version()); }, "", ""},
+    {"/zelkora/Config/Channel-template.xml", sim::Path::ChannelTemplate, "ChannelConfig",
+     &DeviceInfo::readChannelTemplate, [] { return std::to_string(info().firstChannel()); },
+     "<ChannelConfig><Channel No='", "'><CommMode Mode='0'/></Channel></ChannelConfig>", "16",
+     true},
+};
+
+// One thing that can be wrong with a file.
+struct Trouble {
+    const char* name;
+    void (*make)(sim::Gateway& gateway, const File& file);
+    const char* message;        // for an XML file, "%s" its path and "%r" its root
+    const char* versionMessage; // for the version file; null: it has no such trouble
+    bool missing = false;       // the channel map is kept
+};
+
+constexpr std::time_t troubleTime = 1'600'000'000;
+
+constexpr const char* notParsed = "%s Document not parsed successfully.\n";
+
+void failReads(sim::Gateway& gateway, const File& file, int error) {
+    gateway.touchFile(file.path);
+    gateway.failCall(sim::Call::Open, error, 1, true, file.place);
+    gateway.failCall(sim::Call::Fopen, error, 1, true, file.place);
+}
+
+const Trouble troubles[] = {
+    {"missing", [](auto& gateway, auto& file) { gateway.removeFile(file.path); },
+     "get %s status error\n", "get %s status error\n", true},
+    {"vanishing between two looks",
+     [](auto& gateway, auto& file) {
+         failReads(gateway, file, ENOENT);
+         gateway.failCall(sim::Call::Access, ENOENT, 1, true, file.place);
+     },
+     notParsed, "%s is not exist\n"},
+    {"unreadable", [](auto& gateway, auto& file) { failReads(gateway, file, EACCES); }, notParsed,
+     ""},
+    {"a FIFO",
+     [](auto& gateway, auto& file) {
+         gateway.removeFile(file.path);
+         mkfifo(gateway.place(file.path).c_str(), 0600);
+     },
+     notParsed, ""},
+    {"a folder",
+     [](auto& gateway, auto& file) {
+         gateway.removeFile(file.path);
+         std::filesystem::create_directory(gateway.place(file.path));
+     },
+     notParsed, ""},
+    {"cut", [](auto& gateway, auto& file) { gateway.writeFile(file.path, "<sysConfig><lan1"); },
+     notParsed, nullptr},
+    {"not in UTF-8",
+     [](auto& gateway, auto& file) {
+         gateway.writeFile(file.path, "<" + std::string(file.root) + ">\xff</" + file.root + ">");
+     },
+     notParsed, nullptr},
+    {"empty", [](auto& gateway, auto& file) { gateway.writeFile(file.path, ""); }, notParsed,
+     nullptr},
+    {"of another root", [](auto& gateway, auto& file) { gateway.writeFile(file.path, "<other/>"); },
+     "document of the wrong type, root node != %r", nullptr},
+};
+
+std::string messageOf(const Trouble& trouble, const File& file) {
+    std::string text = file.isXml() ? trouble.message : trouble.versionMessage;
+    const std::size_t mark = text.find('%');
+    return mark == text.npos ? text
+                             : text.replace(mark, 2, text[mark + 1] == 's' ? file.path : file.root);
+}
+
+class RefreshTest : public GatewayTest {
+  protected:
+    using Asked = std::pair<std::string, std::string>;
+    using Read = std::pair<int, std::string>;
+
+    // The value as it stands after one request, and what the request printed.
+    Asked ask(const File& file) {
+        std::string value;
+        std::string printed = outputOf([&] { value = file.value(); });
+        return {value, printed};
+    }
+
+    Read read(const File& file) {
+        int result = 1;
+        std::string printed = outputOf([&] { result = (info().*file.read)(); });
+        return {result, printed};
+    }
+
+    // Makes the file good, whatever was wrong with it.
+    void write(const File& file, const char* value, std::time_t modified) {
+        gateway.clearFaults();
+        std::filesystem::remove(gateway.place(file.path));
+        gateway.writeFile(file.path, file.holding(value), modified);
+    }
+
+    // False when the file system does not keep such times.
+    bool writeKeepsTime(const File& file, const char* value, std::time_t modified) {
+        write(file, value, modified);
+        struct stat status {};
+        return stat(gateway.place(file.path).c_str(), &status) == 0 && status.st_mtime == modified;
+    }
+};
+
+TEST_F(RefreshTest, AFailureKeepsValueAndStampAndIsRepeated) {
+    for (const File& file : files) {
+        for (const Trouble& trouble : troubles) {
+            if (!file.isXml() && trouble.versionMessage == nullptr) {
+                continue;
+            }
+            SCOPED_TRACE(std::string(file.path) + " " + trouble.name);
+            write(file, "1", troubleTime);
+            ASSERT_EQ(ask(file), Asked("1", ""));
+
+            trouble.make(gateway, file);
+            const bool emptied = file.emptiedWhenBroken && !trouble.missing;
+            const std::string kept = emptied ? file.unset : "1";
+            const std::string message = messageOf(trouble, file);
+            EXPECT_EQ(ask(file), Asked(kept, message));
+            EXPECT_EQ(read(file), Read(-1, message));
+
+            // The stamp still is that of the good reading: nothing is read at that time.
+            write(file, "2", troubleTime);
+            EXPECT_EQ(read(file), Read(0, ""));
+            EXPECT_EQ(ask(file), Asked(kept, ""));
+
+            write(file, "2", troubleTime + 1);
+            EXPECT_EQ(ask(file), Asked("2", ""));
+            EXPECT_EQ(read(file), Read(0, ""));
+        }
+    }
+}
+
+TEST_F(RefreshTest, AnUnchangedFileCostsOneStat) {
+    for (const File& file : files) {
+        SCOPED_TRACE(file.path);
+        write(file, "1", troubleTime);
+        ask(file);
+        gateway.resetCounters();
+        write(file, "2", troubleTime); // a rewrite within the same second is not noticed
+        EXPECT_EQ(ask(file), Asked("1", ""));
+        EXPECT_EQ(gateway.calls(sim::Call::Stat, file.place), 1U);
+        EXPECT_EQ(gateway.calls(file.place), 1U);
+        gateway.touchFile(file.path, troubleTime - 1); // older counts as changed, too
+        EXPECT_EQ(ask(file), Asked("2", ""));
+    }
+}
+
+TEST_F(RefreshTest, BeforeTheFirstReadingFieldsAreEmpty) {
+    makeBare();
+    outputOf([] { info(); });
+    for (const File& file : files) {
+        EXPECT_EQ(ask(file),
+                  Asked(file.unset, "get " + std::string(file.path) + " status error\n"));
+    }
+    EXPECT_EQ(info().cascade(), 0);
+    EXPECT_EQ(info().modelKind(), modelUnknown);
+}
+
+TEST_F(RefreshTest, StampsAreTheLow32BitsOfTheTimeAnd0IsNeverRead) {
+    constexpr std::time_t wrap = std::time_t{1} << 32;
+    const File& file = files[0];
+    EXPECT_TRUE(writeKeepsTime(file, "1", 0));
+    EXPECT_EQ(ask(file), Asked("", ""));
+    if (!writeKeepsTime(file, "1", wrap)) {
+        GTEST_SKIP() << "the file system holds no such time";
+    }
+    EXPECT_EQ(ask(file), Asked("", ""));
+    for (const std::time_t time : {std::time_t{7}, wrap - 1, wrap * 3 + 1}) {
+        write(file, "1", time);
+        EXPECT_EQ(ask(file), Asked("1", ""));
+        write(file, "2", time - wrap * (time / wrap)); // the same stamp
+        EXPECT_EQ(ask(file), Asked("1", ""));
+    }
+}
+
+} // namespace
