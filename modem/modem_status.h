@@ -8,7 +8,6 @@
 // (kind 1). Main thread only. Prints nothing.
 
 #include <cstdint>
-#include <string_view>
 
 // What one query found out. Whatever it did not find out is 0.
 struct ModemStatus {
@@ -34,17 +33,6 @@ enum class ModemMaker { None = -1, Simcom = 1, AirM2M = 2, Refused = 3 };
 
 // Finds the maker in an AT+CGMI answer; AirM2M wins when both are named.
 ModemMaker modemMakerOf(const char* answer);
-
-// The combined answer of the kind-1 dialogue, divided by what its parts name.
-struct CombinedReply {
-    std::string_view sim;          // answer to at+cpin?
-    std::string_view registration; // answer to at+creg?, from its "+CREG:" on
-    std::string_view signal;       // answer to at+csq, from its "+CSQ:" on
-};
-
-// Divides `text`; each part is cut to 511 characters and empty when it is not there.
-// An unsolicited "+CREG: 1" (one number) does not begin the registration part.
-CombinedReply divideCombinedReply(std::string_view text);
 
 // Fills SIM, registration and signal of `status` from a combined answer; does nothing
 // when either is null. Without a "+CSQ:" the signal reads 0 with one bar.
