@@ -1,0 +1,70 @@
+#include "app/screen.h"
+
+#include "tests/pages/shown.h"
+#include "tests/support/gateway_test.h"
+#include "tests/support/golden.h"
+
+#include <cerrno>
+#include <fcntl.h>
+
+namespace {
+
+struct PanelCase {
+    const char* folder; // of its goldens
+    sim::Panel panel;
+    sim::Backlight own;
+    sim::Backlight other;
+    sim::Path ownPath;
+    const char* openFailure;
+};
+
+class Screen : public GatewayTest, public testing::WithParamInterface<PanelCase> {
+  protected:
+    Screen() : GatewayTest(GetParam().panel) {
+        gateway.setBacklightPresent(GetParam().other, true);
+    }
+};
+
+TEST_P(Screen, TheBacklightLevelGoesToTheFileOfTheFittedPanel) {
+    const auto untouched = gateway.brightness(GetParam().other);
+    for (const auto& [level, text] : {std::pair{127, "127"}, {0, "0"}, {127, "127"}}) {
+        EXPECT_EQ(outputOf([level = level] { setBacklight(level); }), "");
+        EXPECT_EQ(gateway.brightness(), text);
+    }
+    EXPECT_EQ(gateway.lastOpenFlags(GetParam().ownPath) & O_ACCMODE, O_WRONLY);
+    EXPECT_EQ(gateway.calls(sim::Call::Close, GetParam().ownPath), 3U);
+
+    gateway.setBacklightPresent(GetParam().own, false);
+    EXPECT_EQ(outputOf([] { setBacklight(backlightLit); }), GetParam().openFailure);
+    EXPECT_EQ(gateway.brightness(GetParam().other), untouched);
+}
+
+TEST_P(Screen, AFailedWriteIsReportedAndTheFileClosed) {
+    gateway.failCall(sim::Call::Write, EIO, 1, true, GetParam().ownPath);
+    EXPECT_EQ(outputOf([] {
+                  setBacklight(backlightLit);
+                  setBacklight(backlightOff);
+              }),
+              "fail to set Brightness 127 ,errno is 5\nfail to set Brightness 0 ,errno is 5\n");
+    EXPECT_EQ(gateway.calls(sim::Call::Close, GetParam().ownPath), 2U);
+}
+
+TEST_P(Screen, StartsBlankWithinABorder) {
+    for (const std::uint8_t before : {std::uint8_t{0x00}, std::uint8_t{0xff}}) {
+        gateway.fillPicture(before);
+        EXPECT_EQ(outputOf(initScreen), "");
+        EXPECT_TRUE(golden::matches(shown(gateway), std::string(GetParam().folder) + "/border"));
+    }
+}
+
+const PanelCase panelCases[] = {
+    {"64", sim::panel64, sim::Backlight::Ssd1306, sim::Backlight::St7565,
+     sim::Path::BacklightSsd1306, "fail to open SSD1306 backlight file\n"},
+    {"32", sim::panel32, sim::Backlight::St7565, sim::Backlight::Ssd1306,
+     sim::Path::BacklightSt7565, "fail to open st7565bl0 backlight file\n"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Panels, Screen, testing::ValuesIn(panelCases),
+                         [](const auto& suite) { return suite.param.folder; });
+
+} // namespace

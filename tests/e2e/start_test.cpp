@@ -1,0 +1,115 @@
+// How the daemon starts, and how it fails to.
+
+#include "sim/panel_process.h"
+#include "tests/pages/shown.h"
+#include "tests/support/golden.h"
+
+#include <cerrno>
+#include <climits>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Wait = sim::PanelProcess::Wait;
+
+// A machine without any of the daemon's files and devices.
+void makeBare(sim::Gateway& gateway) {
+    for (const char* path :
+         {"/zelkora/Config/sys.xml", "/zelkora/Config/system/sn.xml",
+          "/zelkora/Config/version/main-version.conf", "/zelkora/Config/Channel-template.xml"}) {
+        gateway.removeFile(path);
+    }
+    gateway.setFramebufferPresent(false);
+    gateway.setButtonPresent(false);
+    gateway.setBacklightPresent(sim::Backlight::Ssd1306, false);
+}
+
+TEST(Start, OnABareMachineSaysWhatIsMissingAndRunsOn) {
+    sim::Gateway gateway;
+    makeBare(gateway);
+    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
+    ASSERT_EQ(panel.settle(), Wait::Settled);
+    EXPECT_EQ(panel.output(),
+              "Error:can not open LCD FrameBuffer Device /dev/fb0\n"
+              "get /zelkora/Config/Channel-template.xml status error\n"
+              "get /zelkora/Config/sys.xml status error\n"
+              "get /zelkora/Config/system/sn.xml status error\n"
+              "get /zelkora/Config/version/main-version.conf status error\n"
+              "Error:can not open LCD FrameBuffer Device /dev/fb0\n"
+              "fail to open SSD1306 backlight file\n"
+              "Open /input/event0 failed, Please check the driver module is insmod.\n");
+    panel.clearOutput();
+    ASSERT_EQ(panel.advance(120s), Wait::Settled);
+    EXPECT_EQ(panel.output(), "fail to open SSD1306 backlight file\n"); // the idle time-out
+    EXPECT_EQ(panel.errors(), "");
+    EXPECT_EQ(panel.exitNormally(), 0);
+}
+
+TEST(Start, MessagesWithoutLineFeedAreVisibleAtOnce) {
+    sim::Gateway gateway;
+    gateway.writeFile("/zelkora/Config/sys.xml", "<other/>");
+    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
+    ASSERT_EQ(panel.settle(), Wait::Settled);
+    EXPECT_EQ(panel.output(), "document of the wrong type, root node != sysConfig");
+}
+
+TEST(Start, WithoutAQueueEndsWithStatus255) {
+    sim::Gateway gateway;
+    gateway.failCall(sim::Call::MsgGet, ENOSPC);
+    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
+    const std::optional<int> status = panel.waitExit();
+    ASSERT_TRUE(status && WIFEXITED(*status));
+    EXPECT_EQ(WEXITSTATUS(*status), 255);
+    EXPECT_EQ(panel.output(), "msgget failed!!!");
+    EXPECT_EQ(panel.errors(), "");
+    EXPECT_EQ(gateway.calls(sim::Path::Framebuffer), 0U);
+}
+
+TEST(Start, WithoutAThreadEndsQuietlyWithStatus0) {
+    sim::Gateway gateway;
+    gateway.failCall(sim::Call::PthreadCreate, EAGAIN);
+    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
+    const std::optional<int> status = panel.waitExit();
+    ASSERT_TRUE(status && WIFEXITED(*status));
+    EXPECT_EQ(WEXITSTATUS(*status), 0);
+    EXPECT_EQ(panel.output(), "");
+    EXPECT_EQ(panel.errors(), "");
+    EXPECT_EQ(gateway.calls(sim::Path::Framebuffer), 0U);
+    EXPECT_EQ(gateway.brightness(), "50\n"); // as the kernel left it
+}
+
+sim::ProcessOptions launched(const char* condition) {
+    sim::ProcessOptions options;
+    options.environment = {{"PANELD_LAUNCH", condition}, {"PANELD_PROGRAM", PANELD_PROGRAM}};
+    return options;
+}
+
+TEST(Start, ClosedStandardDescriptorsAreNotTakenByTheFramebuffer) {
+    sim::Gateway gateway;
+    gateway.removeFile("/zelkora/Config/sys.xml"); // something to say
+    sim::PanelProcess panel(gateway, PANELD_LAUNCHER, PANELD_INTERPOSER, launched("closed"));
+    ASSERT_EQ(panel.settle(), Wait::Settled);
+    EXPECT_TRUE(golden::matches(shown(gateway), "64/clock"));
+    for (int fd = 0; fd <= 2; ++fd) {
+        const std::string link =
+            "/proc/" + std::to_string(panel.pid()) + "/fd/" + std::to_string(fd);
+        char target[PATH_MAX] = {};
+        EXPECT_GT(readlink(link.c_str(), target, sizeof target - 1), 0);
+        EXPECT_STREQ(target, "/dev/null");
+    }
+    EXPECT_TRUE(gateway.canaryIntact());
+}
+
+TEST(Start, AReaderThatHangsUpDoesNotTakeThePanelDown) {
+    sim::Gateway gateway;
+    gateway.removeFile("/zelkora/Config/sys.xml");
+    sim::PanelProcess panel(gateway, PANELD_LAUNCHER, PANELD_INTERPOSER, launched("deaf"));
+    ASSERT_EQ(panel.settle(), Wait::Settled);
+    EXPECT_TRUE(golden::matches(shown(gateway), "64/clock"));
+    ASSERT_EQ(panel.shortPress(), Wait::Settled);
+    EXPECT_TRUE(golden::matches(shown(gateway), "64/ethernet1-address"));
+}
+
+} // namespace

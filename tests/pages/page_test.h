@@ -1,0 +1,38 @@
+#pragma once
+
+// The ground of tests that draw pages as the page loop does.
+
+#include "app/log_receiver.h"
+#include "app/page_table.h"
+#include "app/screen.h"
+#include "tests/pages/shown.h"
+#include "tests/support/gateway_test.h"
+#include "tests/support/golden.h"
+
+class PageTest : public GatewayTest {
+  protected:
+    explicit PageTest(sim::Panel panel = sim::panel64) : GatewayTest(panel) {}
+
+    // A redraw by the timer, over what is shown.
+    void redraw(std::uint8_t page, std::uint8_t subPage = 0) {
+        PageTable[page].draw(page, subPage);
+    }
+
+    // A drawing after a key, on a blank bordered screen.
+    void enter(std::uint8_t page, std::uint8_t subPage = 0) {
+        initScreen();
+        redraw(page, subPage);
+    }
+
+    // Lets another process send a log line, and takes it into the store.
+    void log(std::string_view line) {
+        openLogQueue();
+        gateway.sendLogLine(line);
+        receiveLogMessage();
+    }
+};
+
+class SmallPanelPageTest : public PageTest {
+  protected:
+    SmallPanelPageTest() : PageTest(sim::panel32) {}
+};

@@ -1,0 +1,71 @@
+// When the SIM status page asks the modem, and what it shows until then.
+
+#include "pages/network_label.h"
+#include "tests/pages/page_test.h"
+
+namespace {
+
+class SimStatusPage : public PageTest {
+  protected:
+    // Draws the sub-pages given by their digits; for each draw '*' when it asked the modem.
+    std::string drawsThatAsk(std::string_view subPages) {
+        std::string result;
+        for (const char digit : subPages) {
+            const auto before = gateway.calls(sim::Call::Open, sim::Path::ModemPort);
+            redraw(simStatusPage, static_cast<std::uint8_t>(digit - '0'));
+            const auto asked = gateway.calls(sim::Call::Open, sim::Path::ModemPort) - before;
+            result += asked == 0 ? '.' : asked == 1 ? '*' : '!';
+        }
+        return result;
+    }
+};
+
+TEST_F(SimStatusPage, AsksOnItsSecondDrawAndOnEveryThirdAfterItCountedFromTheOtherSubPages) {
+    initScreen();
+    EXPECT_EQ(drawsThatAsk("0000000000"), ".*..*..*..");
+    EXPECT_EQ(drawsThatAsk("10000"), "..*..");
+    EXPECT_EQ(drawsThatAsk("200"), "..*");
+    EXPECT_EQ(drawsThatAsk("12120000"), ".....*..");
+    EXPECT_EQ(drawsThatAsk("103000"), ".....*"); // a sub-page that draws nothing counts as well
+}
+
+TEST_F(SimStatusPage, SaysOnceThatItIsScanning) {
+    enter(simStatusPage);
+    EXPECT_TRUE(golden::matches(shown(gateway), "64/sim-scanning"));
+    EXPECT_EQ(gateway.transcript().size(), 0U);
+    enter(simStatusPage, 1);
+    enter(simStatusPage); // the first draw behind the address, so no question yet
+    EXPECT_TRUE(golden::matches(shown(gateway), "64/sim-status-title"));
+    redraw(simStatusPage);
+    EXPECT_TRUE(golden::matches(shown(gateway), "64/sim-status"));
+}
+
+TEST_F(SimStatusPage, ShowsTheLastAnswerUntilTheModemIsAskedAgain) {
+    enter(simStatusPage);
+    redraw(simStatusPage);
+    gateway.setModemPresent(false);
+    for (int draw = 3; draw <= 4; ++draw) {
+        enter(simStatusPage);
+        EXPECT_TRUE(golden::matches(shown(gateway), "64/sim-status")) << "draw " << draw;
+    }
+    redraw(simStatusPage);
+    EXPECT_TRUE(golden::matches(shown(gateway), "64/sim-status-no-modem"));
+}
+
+TEST(NetworkLabel, FollowsTheTable) {
+    const auto label = [](std::uint8_t registered, std::int32_t networkType) {
+        const char* text = networkLabel(registered, networkType);
+        return std::string(text == nullptr ? "none" : text);
+    };
+    const char* expected[] = {"none", "2G", "2G", "2G", "3G", "3G", "3G", "3G", "4G", "3G",
+                              "3G",   "3G", "3G", "2G", "3G", "3G", "4G", "2G", "2G"};
+    for (std::int32_t networkType = 0; networkType <= 18; ++networkType) {
+        EXPECT_EQ(label(1, networkType), expected[networkType]) << networkType;
+        EXPECT_EQ(label(0, networkType), "none") << networkType;
+    }
+    EXPECT_EQ(label(1, -1), "2G");
+    EXPECT_EQ(label(1, INT32_MIN), "2G");
+    EXPECT_EQ(label(255, 8), "4G");
+}
+
+} // namespace
