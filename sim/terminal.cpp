@@ -22,6 +22,8 @@ namespace {
 constexpr int frameMilliseconds = 50;
 constexpr int escapeDelayMilliseconds = 25;
 constexpr wint_t escapeKey = 27;
+constexpr wint_t redrawKey = L'L' - L'@'; // control and L: another program wrote on the screen
+constexpr wint_t clearKey = L'U' - L'@';  // control and U
 constexpr wint_t backspaceKeys[] = {8, 127};
 constexpr std::size_t typedLimit = 200;
 
@@ -125,6 +127,10 @@ class Front {
     void take(bool functionKey, wint_t key) {
         if (functionKey && key == KEY_RESIZE)
             return; // the next frame has the new size
+        if (!functionKey && key == redrawKey) {
+            clearok(stdscr, TRUE);
+            return;
+        }
         if (state.help) {
             state.help = false;
             return;
@@ -183,9 +189,6 @@ class Front {
         case L'?':
             state.help = true;
             return;
-        case L'L' - L'@': // control and L: another program wrote over the screen
-            clearok(stdscr, TRUE);
-            return;
         case L'q':
             quit = true;
             return;
@@ -223,7 +226,7 @@ class Front {
             backToCommands();
         } else if (functionKey ? key == KEY_ENTER : key == L'\r' || key == L'\n') {
             finish(narrow(text));
-        } else if (!functionKey && key == L'U' - L'@') { // control and U
+        } else if (!functionKey && key == clearKey) {
             text.clear();
         } else if (!functionKey && key >= L' ' && text.size() < typedLimit) {
             text += static_cast<wchar_t>(key);
