@@ -70,7 +70,7 @@ constexpr auto columnWriters = makeColumnWriters(std::make_integer_sequence<unsi
 
 void writeCell(const Cell& cell) {
     CellColumn column{.to = byteOfPixel(cell.x, cell.y),
-                      .stride = bytesPerRow(),
+                      .stride = static_cast<std::ptrdiff_t>(bytesPerRow()),
                       .from = nullptr,
                       .bytesPerLine = cell.bytesPerLine,
                       .secondByte = 0,
