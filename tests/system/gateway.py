@@ -1,0 +1,231 @@
+"""The virtual gateway as the scenarios see it: a button, a panel, a modem, files, interfaces and
+a card, with the same ordinary facts as the simulated gateway."""
+
+import pathlib
+import shlex
+import shutil
+import subprocess
+import time
+
+from machine import ANSWER_LIMIT, BTN_0, Kind, Machine, MachineError
+from modem import Modem
+from panel_picture import Picture
+
+# Monday 2024-03-04 09:05:03 UTC, the moment of the goldens.
+GOLDEN_MOMENT = 1709543103
+
+CONFIG = "/zelkora/Config"
+SYS_XML = f"{CONFIG}/sys.xml"
+SN_XML = f"{CONFIG}/system/sn.xml"
+VERSION_FILE = f"{CONFIG}/version/main-version.conf"
+CHANNELS_XML = f"{CONFIG}/Channel-template.xml"
+
+ADDRESSES = {"eth0": "192.168.1.10/24", "eth1": "10.10.0.2/24", "ppp0": "10.64.3.7/32"}
+
+BACKLIGHTS = {64: "/sys/devices/platform/SSD1306fb/backlight/ssd1306bl0/brightness",
+              32: "/sys/devices/platform/ST7565fb/backlight/st7565bl0/brightness"}
+
+DRAW_LIMIT = 8.0        # seconds for a picture that follows a key
+POLL = 0.05
+PRESS_PAUSE = 0.2
+MEBIBYTE = 1 << 20
+CARD_BLOCK = 4096
+SECTOR = 512
+FIRST_SECTOR = 2048     # where the card's only partition begins
+
+
+def sys_xml(gateway: str = "192.168.1.1", cascade: str = "0") -> str:
+    return f'<sysConfig>\n  <lan1 gateway="{gateway}" cascade="{cascade}"/>\n</sysConfig>\n'
+
+
+def sn_xml(number: str = "SN20240001", model: str = "GW-100-L") -> str:
+    return f'<snConfig>\n  <sn sn="{number}"/>\n  <model model="{model}"/>\n</snConfig>\n'
+
+
+def channels_xml(channels: dict[int, tuple]) -> str:
+    """Channel number -> baud, data bits, parity, stop bits."""
+    rows = "".join(f'  <Channel No="{number}">\n    <CommMode Mode="0" Baud="{baud}" '
+                   f'DataSize="{size}" Parity="{parity}" Stop="{stop}"/>\n  </Channel>\n'
+                   for number, (baud, size, parity, stop) in channels.items())
+    return f"<ChannelConfig>\n{rows}</ChannelConfig>\n"
+
+
+CHANNELS = {1: (9600, 8, "None", 1), 2: (115200, 8, "Even", 1), 5: (2400, 7, "Odd", 2)}
+
+ORDINARY_CONFIG = {SYS_XML: sys_xml(), SN_XML: sn_xml(), VERSION_FILE: "V1.2.3\n",
+                   CHANNELS_XML: channels_xml(CHANNELS)}
+
+
+class Failure(AssertionError):
+    """A scenario saw something else than it should have."""
+
+
+class Gateway(Machine):
+    def __init__(self, kind: Kind, folder: pathlib.Path, saved: pathlib.Path | None = None,
+                 keep_on_reset: bool = False) -> None:
+        super().__init__(kind, folder, saved, keep_on_reset)
+        self.modem = Modem(self.modem_port)
+        self._stamp = GOLDEN_MOMENT
+
+    # --- The panel ---
+
+    def picture(self) -> Picture:
+        return Picture.from_memory(self.agent.do("read", "/dev/fb0"))
+
+    def brightness(self) -> int:
+        return int(self.agent.do("read", BACKLIGHTS[self.kind.lines]))
+
+    def wait_until(self, holds, what: str, limit: float = DRAW_LIMIT) -> None:
+        """Looks at the panel until holds(picture); fails with the last picture seen."""
+        end = time.monotonic() + limit
+        while not holds(picture := self.picture()):
+            if time.monotonic() > end:
+                raise Failure(f"{what}: not within {limit:.0f} s; the panel shows\n{picture}")
+            time.sleep(POLL)
+
+    def wait_page(self, name: str, limit: float = DRAW_LIMIT) -> None:
+        golden = Picture.golden(self.kind.lines, name)
+        end = time.monotonic() + limit
+        while (picture := self.picture()) != golden:
+            if time.monotonic() > end:
+                raise Failure(f"page {name}: not within {limit:.0f} s; '+' is lit and should be "
+                              f"dark, '-' is dark and should be lit\n{picture.difference(golden)}")
+            time.sleep(POLL)
+
+    def wait_text(self, x: int, y: int, text: str, limit: float = DRAW_LIMIT) -> None:
+        self.wait_until(lambda picture: picture.text_at(x, y) == text, f"'{text}' at {x}, {y}", limit)
+
+    def wait_centred(self, y: int, text: str, limit: float = DRAW_LIMIT) -> None:
+        self.wait_until(lambda picture: picture.centred(y, text), f"'{text}' alone at {y}", limit)
+
+    def wait_clock(self, name: str = "clock", moment: int = GOLDEN_MOMENT) -> None:
+        """The clock page at a moment; the clock is held there for longer than a redraw takes."""
+        golden = Picture.golden(self.kind.lines, name)
+        self.agent.do("hold", f"{moment} 1500")
+        picture = self.picture()
+        if picture != golden:
+            raise Failure(f"page {name}:\n{picture.difference(golden)}")
+
+    def expect(self, holds: bool, what: str) -> None:
+        if not holds:
+            raise Failure(f"{what}; the panel shows\n{self.picture()}")
+
+    # --- The button ---
+
+    def button(self, value: int, code: int = BTN_0) -> None:
+        self.agent.do("key", f"{code} {value}")
+
+    def press(self, times: int = 1) -> None:
+        """Short presses. The daemon takes an event every 50 ms and the kernel keeps 64 of them:
+        faster presses would be lost."""
+        for _ in range(times):
+            self.button(1)
+            self.button(0)
+            time.sleep(PRESS_PAUSE)
+
+    def press_long(self) -> None:
+        """Eleven seconds by the wall clock, which the daemon measures with; one by the panel's."""
+        self.button(1)
+        time.sleep(1)
+        self.set_clock("+ 11")
+        self.button(0)
+
+    # --- The gateway's facts ---
+
+    def set_clock(self, offset: str) -> None:
+        self.sh(f"date -s @$(( $(date +%s) {offset} ))")
+
+    def write(self, path: str, content: str) -> None:
+        """A file with a modification time of its own, whatever the clock says."""
+        self._stamp += 1
+        self.sh(f"printf %s {shlex.quote(content)} >{path}.new && touch -d @{self._stamp} "
+                f"{path}.new && mv {path}.new {path}")
+
+    def remove(self, path: str) -> None:
+        self.sh(f"rm {path}")
+
+    def address(self, interface: str, address: str | None) -> None:
+        """Gives the interface this address alone, or none."""
+        self.sh(f"ip addr flush dev {interface}; ip link set {interface} up")
+        if address:
+            self.sh(f"ip addr add {address} dev {interface}")
+
+    def link_up(self) -> None:
+        self.agent.do("link", "ppp0")
+        self.address("ppp0", ADDRESSES["ppp0"])
+
+    def post(self, text: str, kind: int = 1) -> None:
+        self.agent.do("post", f"{kind} {text}")
+
+    def said(self) -> str:
+        """What the daemon has written since this machine was started or restored."""
+        return self.output.read_text(errors="replace").replace("\r\n", "\n")
+
+    def wait_ready(self) -> None:
+        """Waits until the daemon has drawn its first page and listens to the button."""
+        self.sh("until ls -l /proc/$(pidof paneld)/fd 2>&1 | grep -q input/event0; "
+                "do usleep 50000; done")
+
+    def daemon(self) -> int:
+        """The daemon's process number; 0 while it does not run."""
+        return int(self.sh("pidof paneld || echo 0"))
+
+    # --- The card ---
+
+    def insert_card(self, image: pathlib.Path) -> None:
+        """Only for a machine that was booted: QEMU 7.2 does not restore its card reader."""
+        self.monitor.ask("blockdev-add", **{"node-name": "image", "driver": "file",
+                                            "filename": str(image)})
+        self.monitor.ask("blockdev-add", **{"node-name": "medium", "driver": "raw", "file": "image"})
+        self.monitor.ask("blockdev-insert-medium", id="slot", **{"node-name": "medium"})
+        self.sh("until [ -b /dev/mmcblk0p1 ]; do usleep 50000; done")
+
+    def mount_card(self) -> None:
+        self.sh("mount /dev/mmcblk0p1 /media/mmcblk0p1")
+
+    def pull_card(self) -> None:
+        self.monitor.ask("blockdev-remove-medium", id="slot")
+        self.monitor.ask("blockdev-del", **{"node-name": "medium"})
+        self.monitor.ask("blockdev-del", **{"node-name": "image"})
+        self.sh("while [ -b /dev/mmcblk0p1 ]; do usleep 50000; done")
+
+    # --- The end ---
+
+    def wait_reset(self, limit: float = 60.0) -> float:
+        """Waits until the machine resets; the seconds it took."""
+        started = time.monotonic()
+        event = self.monitor.wait_event("RESET" if self.keep_on_reset else "SHUTDOWN", limit)
+        if event["data"]["reason"] != "guest-reset":
+            raise Failure(f"the machine did not reset but {event['data']}")
+        return time.monotonic() - started
+
+    def expect_ended(self) -> None:
+        """After a reset without a new start: the machine's process has ended well."""
+        status = self.process.wait(ANSWER_LIMIT)
+        if status != 0:
+            raise Failure(f"QEMU ended with status {status}")
+
+
+def make_card(path: pathlib.Path, size: int, formatter: list[str], blocks: int = 0) -> None:
+    """A card image with one partition, of `size` bytes, a power of two as with all cards; the file
+    takes little room. `formatter` is the command that makes the file system, which is as large as
+    the partition or, if given, so many blocks."""
+    sectors = size // SECTOR - FIRST_SECTOR
+    entry = bytes([0, 0, 0, 0, 0x83, 0, 0, 0])
+    entry += FIRST_SECTOR.to_bytes(4, "little") + sectors.to_bytes(4, "little")
+    with open(path, "wb") as image:
+        image.truncate(size)
+        image.seek(446)
+        image.write(entry)
+        image.seek(510)
+        image.write(b"\x55\xaa")
+    tool = shutil.which(formatter[0], path="/sbin:/usr/sbin:/bin:/usr/bin")
+    if not tool:
+        raise MachineError(f"{formatter[0]} is missing")
+    kibibytes = blocks * CARD_BLOCK // 1024 or sectors * SECTOR // 1024
+    if formatter[0] == "mkfs.vfat":
+        place = ["--offset", str(FIRST_SECTOR), str(path), str(kibibytes)]
+    else:
+        place = ["-E", f"offset={FIRST_SECTOR * SECTOR}", str(path), f"{kibibytes}k"]
+    subprocess.run([tool, *formatter[1:], *place], check=True, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL)
