@@ -15,6 +15,8 @@ install(TARGETS paneld DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(FILES ${paneld_packaging}/paneld.service DESTINATION /lib/systemd/system)
 install(PROGRAMS ${paneld_packaging}/paneld.init DESTINATION /etc/init.d RENAME paneld)
 install(FILES ${paneld_packaging}/debian/copyright DESTINATION ${paneld_doc})
+install(FILES ${paneld_packaging}/debian/lintian-overrides
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides RENAME paneld)
 
 # What links against the daemon's libraries is resolved once, at the start, and read-only then.
 set(paneld_shipped paneld)
