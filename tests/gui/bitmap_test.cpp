@@ -1,0 +1,176 @@
+#include "tests/gui/panel.h"
+#include "tests/support/golden.h"
+
+namespace {
+
+// A bitmap with random contents whose data ends with its last byte.
+struct RandomBitmap {
+    int xsize, ysize, depth, bytesPerLine;
+    std::vector<std::uint8_t> data;
+
+    explicit RandomBitmap(Dice& dice)
+        : xsize(dice.between(1, 40)), ysize(dice.between(1, 24)), depth(1 << dice.between(0, 3)),
+          bytesPerLine((xsize * depth + 7) / 8 + dice.between(0, 1)),
+          data(static_cast<std::size_t>(bytesPerLine * ysize)) {
+        std::ranges::generate(data,
+                              [&] { return static_cast<std::uint8_t>(dice.between(0, 255)); });
+    }
+    // The pixels as a string of bits, the highest bit of each byte first.
+    unsigned value(int x, int y) const {
+        unsigned result = 0;
+        for (int bit = x * depth; bit < (x + 1) * depth; ++bit) {
+            const unsigned byte = data[static_cast<std::size_t>(y * bytesPerLine + bit / 8)];
+            result = result << 1 | (byte >> (7 - bit % 8) & 1);
+        }
+        return result;
+    }
+};
+
+// What one pixel of an unmagnified bitmap does.
+void drawModelPixel(PanelModel& model, int x, int y, unsigned value, int depth, int index) {
+    const int mode = GUI_Context.DrawMode & (GUI_DM_XOR | GUI_DM_TRANS);
+    if (!PanelModel::isInClip(x, y)) {
+        return;
+    }
+    if (mode == GUI_DM_NORMAL || (mode == GUI_DM_TRANS && value != 0)) {
+        model.write(x, y, index);
+    } else if (mode == GUI_DM_XOR && depth == 1 && value != 0) {
+        model.invert(x, y);
+    }
+}
+
+// What one pixel of a magnified bitmap does: a block filled in its index.
+void drawModelBlock(PanelModel& model, int x0, int y0, int xMag, int yMag, unsigned value,
+                    int index) {
+    if (value == 0 && (GUI_Context.DrawMode & GUI_DM_TRANS) != 0) {
+        return;
+    }
+    for (int y = y0; y < y0 + yMag; ++y) {
+        for (int x = x0; x < x0 + xMag; ++x) {
+            model.draw(x, y, index);
+        }
+    }
+}
+
+void drawBoth(Dice& dice, PanelModel& model) {
+    const RandomBitmap bitmap(dice);
+    std::vector<std::uint8_t> table(256);
+    std::ranges::generate(table, [&] { return static_cast<std::uint8_t>(dice.between(0, 2)); });
+    const bool isMagnified = dice.between(0, 2) == 0;
+    const int xMag = isMagnified ? dice.between(0, 4) : 1;
+    const int yMag = isMagnified ? dice.between(0, 4) : dice.between(0, 1);
+    const int x0 = dice.between(-45, LCD_XSIZE + 5);
+    const int y0 = dice.between(-28, LCD_YSIZE + 5);
+    // The live colour indices serve as the table of 1-bit glyphs.
+    const int kind = dice.between(0, 2);
+    const std::uint8_t* const used = kind == 0 && bitmap.depth == 1 ? GUI_Context.aColorIndex
+                                     : kind == 1                    ? table.data()
+                                                                    : nullptr;
+    const auto indexOf = [&](unsigned value) {
+        return used != nullptr ? used[value] : static_cast<int>(value);
+    };
+    for (int y = 0; y < bitmap.ysize; ++y) {
+        for (int x = 0; x < bitmap.xsize; ++x) {
+            const unsigned value = bitmap.value(x, y);
+            if ((xMag | yMag) == 1) {
+                drawModelPixel(model, x0 + x, y0 + y, value, bitmap.depth, indexOf(value));
+            } else {
+                drawModelBlock(model, x0 + x * xMag, y0 + y * yMag, xMag, yMag, value,
+                               indexOf(value));
+            }
+        }
+    }
+    LCD_DrawBitmap(x0, y0, bitmap.xsize, bitmap.ysize, xMag, yMag, bitmap.depth,
+                   bitmap.bytesPerLine, bitmap.data.data(), used);
+}
+
+TEST(Bitmaps, EqualTheModelInAllDepthsMagnificationsModesTablesAndClips) {
+    for (const auto& [width, height, bitsPerPixel] : panelKinds) {
+        Panel panel(width, height, bitsPerPixel);
+        Dice dice;
+        for (int round = 0; round < 2500; ++round) {
+            dice.scramble(panel);
+            dice.chooseContext(GUI_DM_XOR | GUI_DM_TRANS | GUI_DM_REV);
+            const std::uint8_t colors[] = {GUI_Context.aColorIndex[0], GUI_Context.aColorIndex[1]};
+            PanelModel model(panel);
+            drawBoth(dice, model);
+            ASSERT_TRUE(std::ranges::equal(panel.bytes(), model.bytes))
+                << "round " << round << " on " << width << " x " << height;
+            ASSERT_TRUE(panel.isIntact());
+            ASSERT_TRUE(std::ranges::equal(colors, GUI_Context.aColorIndex));
+        }
+    }
+}
+
+TEST(Bitmaps, OtherDepthsDrawNothing) {
+    Panel panel(16, 4);
+    const std::vector<std::uint8_t> data(64, 0xFF);
+    for (const int depth : {-1, 0, 3, 5, 16, 24, 32}) {
+        LCD_DrawBitmap(0, 0, 4, 2, 1, 1, depth, 8, data.data(), nullptr);
+        LCD_DrawBitmap(-3, -1, 4, 4, 1, 1, depth, 8, data.data(), nullptr);
+    }
+    for (const int depth : {-1, 0, 16, 32}) {
+        LCD_DrawBitmap(0, 0, 4, 2, 2, 2, depth, 8, data.data(), nullptr);
+    }
+    EXPECT_EQ(panel.picture().litCount(), 0U);
+}
+
+// ---- GUI_DrawBitmap: palette and mode ----------------------------------------------------------
+
+constexpr std::uint8_t checker[] = {0b1010'0000, 0b0101'0000};
+constexpr std::uint32_t darkAndLight[] = {0x000000, 0x808080};
+constexpr GUI_Palette opaquePalette = {2, 0, darkAndLight};
+constexpr GUI_Palette transparentPalette = {2, 1, darkAndLight};
+
+constexpr const char* onDark = R"(
+........
+.#.#....
+..#.#...
+........
+)";
+TEST(Bitmaps, PaletteDecidesTheIndicesAndNullTakesTheCurrentColors) {
+    struct Case {
+        const char* name;
+        const GUI_Palette* palette;
+        std::uint8_t mode;
+        bool isLit;           // the screen beforehand
+        const char* expected; // with the bitmap at (1, 1)
+    };
+    const char* const inverted = R"(
+########
+#.#.####
+##.#.###
+########
+)";
+    const char* const allLit = R"(
+########
+########
+########
+########
+)";
+    const char* const reversed = R"(
+........
+..#.#...
+.#.#....
+........
+)";
+    for (const Case& c : {Case{"opaque on dark", &opaquePalette, 0, false, onDark},
+                          {"opaque in reverse mode", &opaquePalette, GUI_DM_REV, false, onDark},
+                          {"opaque ignores TRANS", &opaquePalette, GUI_DM_TRANS, false, onDark},
+                          {"opaque in xor mode", &opaquePalette, GUI_DM_XOR, true, inverted},
+                          {"transparent on dark", &transparentPalette, 0, false, onDark},
+                          {"transparent on lit", &transparentPalette, 0, true, allLit},
+                          {"without palette", nullptr, 0, false, onDark},
+                          {"without palette, reversed", nullptr, GUI_DM_REV, false, reversed}}) {
+        Panel panel(8, 4);
+        panel.fill(c.isLit ? 0xFF : 0);
+        const GUI_Bitmap bitmap = {4, 2, 1, 1, checker, c.palette, nullptr};
+        GUI_SetDrawMode(c.mode);
+        GUI_DrawBitmap(&bitmap, 1, 1);
+        EXPECT_TRUE(golden::matchesText(panel.picture(), c.expected)) << c.name;
+        EXPECT_EQ(GUI_Context.DrawMode, c.mode) << c.name;
+        EXPECT_EQ(GUI_Context.aColorIndex[1], (c.mode & GUI_DM_REV) != 0 ? 0 : 1) << c.name;
+    }
+}
+
+} // namespace

@@ -1,0 +1,165 @@
+#include "tests/gui/panel.h"
+#include "tests/support/golden.h"
+
+namespace {
+
+// ---- Random drawing against the model ----------------------------------------------------------
+
+constexpr int rounds = 1500; // for each kind of panel
+
+// Draws at random on every kind of panel. draw(dice, model) draws once through the library and
+// once into the model.
+template <typename Draw>
+void compareWithModel(std::uint8_t modeBits, Draw draw) {
+    for (const auto& [width, height, bitsPerPixel] : panelKinds) {
+        Panel panel(width, height, bitsPerPixel);
+        Dice dice;
+        for (int round = 0; round < rounds; ++round) {
+            dice.scramble(panel);
+            dice.chooseContext(modeBits);
+            PanelModel model(panel);
+            draw(dice, model);
+            ASSERT_TRUE(std::ranges::equal(panel.bytes(), model.bytes))
+                << "round " << round << " on " << width << " x " << height;
+            ASSERT_TRUE(panel.isIntact());
+        }
+    }
+}
+
+int randomX(Dice& dice) {
+    return dice.between(-30, LCD_XSIZE + 30);
+}
+int randomY(Dice& dice) {
+    return dice.between(-30, LCD_YSIZE + 30);
+}
+
+TEST(Primitives, FillsEqualTheModel) {
+    compareWithModel(GUI_DM_XOR | GUI_DM_REV, [](Dice& dice, PanelModel& model) {
+        const int x0 = randomX(dice);
+        const int y0 = randomY(dice);
+        const int x1 = x0 + dice.between(-3, 60);
+        const int y1 = dice.between(0, 3) == 0 ? y0 : y0 + dice.between(-3, 40);
+        if (y0 == y1 && dice.between(0, 1) == 0) {
+            LCD_DrawHLine(x0, y0, x1);
+        } else {
+            GUI_FillRect(x0, y0, x1, y1);
+        }
+        for (int y = y0; y <= y1; ++y) {
+            for (int x = x0; x <= x1; ++x) {
+                model.draw(x, y);
+            }
+        }
+    });
+}
+
+// The line as it is defined, with a division for each pixel.
+void drawModelLine(PanelModel& model, int x0, int y0, int x1, int y1) {
+    if (x0 == x1 && y0 == y1) {
+        model.draw(x0, y0);
+        return;
+    }
+    const bool isSteep = std::abs(y1 - y0) > std::abs(x1 - x0);
+    if (isSteep) {
+        std::swap(x0, y0);
+        std::swap(x1, y1);
+    }
+    int n = x1 - x0;
+    int m = y1 - y0;
+    if (n < 0) {
+        n = -n;
+        m = -m;
+        x0 = x1;
+        y0 = y1;
+    }
+    int sum = m < 0 ? -(n / 2) : n / 2;
+    for (int i = 0; i <= n; ++i, sum += m) {
+        const int minor = y0 + sum / n;
+        isSteep ? model.draw(minor, x0 + i) : model.draw(x0 + i, minor);
+    }
+}
+
+TEST(Primitives, LinesEqualTheModel) {
+    compareWithModel(GUI_DM_XOR | GUI_DM_REV, [](Dice& dice, PanelModel& model) {
+        const int reach = dice.between(0, 4) == 0 ? 32000 : 0; // now and then a very long line
+        const int x0 = randomX(dice) + dice.between(-reach, reach);
+        const int y0 = randomY(dice) + dice.between(-reach, reach);
+        const int kind = dice.between(0, 5);
+        const int x1 = kind == 0 ? x0 : randomX(dice);
+        const int y1 = kind == 1 ? y0 : randomY(dice);
+        LCD_DrawLine(x0, y0, x1, y1);
+        drawModelLine(model, x0, y0, x1, y1);
+    });
+}
+
+// ---- Pictures ----------------------------------------------------------------------------------
+
+TEST(Primitives, LineRoundsHalvesAwayFromItsStart) {
+    Panel panel(8, 4);
+    LCD_DrawLine(0, 0, 4, 2);
+    EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
+#.......
+.##.....
+...##...
+........
+)"));
+}
+
+TEST(Primitives, PolygonClosesUnlessItsLastPointIsItsFirst) {
+    const GUI_POINT open[] = {{0, 0}, {5, 0}, {5, 2}};
+    const GUI_POINT closed[] = {{0, 0}, {5, 0}, {5, 2}, {0, 0}};
+    for (const std::span<const GUI_POINT> points :
+         {std::span<const GUI_POINT>(open), std::span<const GUI_POINT>(closed)}) {
+        Panel panel(8, 4);
+        GUI_DrawPolygon(points.data(), static_cast<int>(points.size()), 1, 1);
+        EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
+........
+.######.
+...##.#.
+.....##.
+)"));
+        EXPECT_EQ(GUI_Context.DrawPosX, 1);
+    }
+    Panel panel(8, 4);
+    GUI_SetDrawMode(GUI_DM_XOR); // a polygon of two points goes there and back
+    GUI_DrawPolygon(open, 2, 1, 1);
+    GUI_DrawPolygon(open, 1, 1, 1);
+    EXPECT_EQ(panel.picture().litCount(), 0U);
+}
+
+TEST(Primitives, InvertTwiceRestoresAndClearPaintsTheBackgroundInAnyMode) {
+    for (std::uint8_t mode = 0; mode < 8; ++mode) {
+        Panel panel(16, 4);
+        panel.fill(0x5A);
+        GUI_SetDrawMode(mode);
+        GUI_InvertRect(2, 1, 9, 2);
+        EXPECT_FALSE(panel.picture().at(3, 1));
+        GUI_InvertRect(2, 1, 9, 2);
+        EXPECT_EQ(std::ranges::count(panel.bytes(), 0x5A), 8);
+        GUI_ClearRect(0, 1, 11, 3);
+        EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
+.#.##.#..#.##.#.
+............#.#.
+............#.#.
+............#.#.
+)")) << int{mode};
+        EXPECT_EQ(GUI_Context.DrawMode, mode);
+    }
+}
+
+TEST(Primitives, ClearEmptiesTheClipRectangleAndHomesTheCursor) {
+    Panel panel(16, 4);
+    panel.fill(0xFF);
+    GUI_GotoXY(5, 6);
+    GUI_Context.ClipRect = {3, 1, 12, 2};
+    GUI_Clear();
+    EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
+################
+###..........###
+###..........###
+################
+)"));
+    EXPECT_EQ(GUI_Context.DispPosX, 0);
+    EXPECT_EQ(GUI_Context.DispPosY, 0);
+}
+
+} // namespace

@@ -1,0 +1,221 @@
+#include "tests/gui/panel.h"
+
+namespace {
+
+// ---- Two made-up fonts that write down what they are asked to draw -----------------------------
+
+std::string drawn;
+
+int madeUpDistX(std::uint16_t code) {
+    return code > 0xFF ? 5 : code == '.' ? 0 : 2;
+}
+
+void drawMadeUp(std::uint16_t code) {
+    const std::string name = code > 0xFF ? "wide" : std::string(1, static_cast<char>(code));
+    drawn += name + '@' + std::to_string(GUI_Context.DispPosX) + ',' +
+             std::to_string(GUI_Context.DispPosY) + ' ';
+    GUI_Context.DispPosX = static_cast<std::int16_t>(GUI_Context.DispPosX + madeUpDistX(code));
+}
+
+constexpr GUI_Font madeUpFont(const GUI_LineAPI* lines) {
+    return {drawMadeUp, madeUpDistX, nullptr, nullptr, lines, 4, 6, 1, 1, nullptr, 0, 0, 0};
+}
+
+const GUI_Font singleFont = madeUpFont(nullptr);
+const GUI_Font doubleFont = madeUpFont(&GUI__API_TableDoubleByte);
+
+struct Layout {
+    const char* name;
+    const GUI_Font* font;
+    int align;
+    std::string text;
+    int x, y;
+    std::string drawn;
+    int cursorX, cursorY;
+};
+
+TEST(Text, LayoutTable) {
+    constexpr int right = GUI_TA_RIGHT;
+    constexpr int center = GUI_TA_HCENTER;
+    const GUI_Font* const one = &singleFont;
+    const GUI_Font* const two = &doubleFont;
+    // The left border is at 3.
+    for (const Layout& c : {
+             Layout{"left", one, 0, "ab", 10, 20, "a@10,20 b@12,20 ", 14, 20},
+             {"right", one, right, "ab", 10, 20, "a@6,20 b@8,20 ", 10, 20},
+             {"centre, odd half cut", two, center, "a\xB0\xA1", 10, 20, "a@7,20 wide@9,20 ", 14,
+              20},
+             {"right and centre cancel out", one, right | center, "ab", 10, 20, "a@10,20 b@12,20 ",
+              14, 20},
+             {"empty", one, right, "", 10, 20, "", 10, 20},
+             {"second line at the left border", one, 0, "a\nbc", 20, 10, "a@20,10 b@3,16 c@5,16 ",
+              7, 16},
+             {"both lines right", one, right, "a\nbc", 20, 10, "a@18,10 b@16,16 c@18,16 ", 20, 16},
+             {"both lines centred", two, center, "a\nbc", 20, 10, "a@19,10 b@18,16 c@20,16 ", 22,
+              16},
+             {"empty line, and a feed at the end", one, 0, "a\n\nb\n", 20, 10, "a@20,10 b@3,22 ", 3,
+              28},
+             {"carriage return is a character to one-byte fonts", one, 0, "a\rb", 10, 20,
+              "a@10,20 \r@12,20 b@14,20 ", 16, 20},
+             {"carriage return is measured but not drawn by two-byte fonts", two, 0, "a\rb", 10, 20,
+              "a@10,20 b@12,20 ", 16, 20},
+             {"top", one, GUI_TA_TOP, "a", 10, 20, "a@10,20 ", 12, 20},
+             {"bottom", one, GUI_TA_BOTTOM, "a", 10, 20, "a@10,17 ", 12, 20},
+             {"vertical centre", one, GUI_TA_VCENTER, "a\nb", 10, 20, "a@10,18 b@3,24 ", 5, 26},
+             {"8 is vertical centre too", two, 8, "a", 10, 20, "a@10,18 ", 12, 20},
+             {"two-byte codes in a one-byte font", one, 0, "\xB0", 10, 20, "\xB0@10,20 ", 12, 20},
+             {"cut two-byte character", two, 0, "a\xB0", 10, 20, "a@10,20 ", 12, 20},
+             {"lead byte takes a line feed along", two, 0, "\xB0\nb", 10, 20, "wide@10,20 b@15,20 ",
+              17, 20},
+             {"above the clip rectangle", one, 0, "ab", 10, -6, "", 14, -6},
+             {"its last row inside", one, 0, "ab", 10, -5, "a@10,-5 b@12,-5 ", 14, -5},
+             {"left of it", one, 0, "ab", -4, 20, "", 0, 20},
+             {"one column inside", one, 0, "ab", -3, 20, "a@-3,20 b@-1,20 ", 1, 20},
+             {"right of it", two, 0, "ab", 128, 20, "", 132, 20},
+             {"below it", two, 0, "a\nb", 10, 58, "a@10,58 ", 5, 64},
+         }) {
+        Panel panel;
+        GUI_Context.LBorder = 3;
+        GUI_SetFont(c.font);
+        GUI_SetTextAlign(static_cast<std::int16_t>(c.align));
+        drawn.clear();
+        GUI_DispStringAt(c.text.c_str(), static_cast<std::int16_t>(c.x),
+                         static_cast<std::int16_t>(c.y));
+        EXPECT_EQ(drawn, c.drawn) << c.name;
+        EXPECT_EQ(GUI_Context.DispPosX, c.cursorX) << c.name;
+        EXPECT_EQ(GUI_Context.DispPosY, c.cursorY) << c.name;
+        EXPECT_EQ(GUI_Context.TextAlign, c.align & 12) << c.name;
+    }
+}
+
+TEST(Text, HCenterHoldsForOneStringAndLeavesTheAlignment) {
+    Panel panel;
+    GUI_SetFont(&GUI_FontMono10x19);
+    for (const int align : {0, +GUI_TA_BOTTOM, +GUI_TA_RIGHT}) {
+        const auto before = static_cast<std::int16_t>(align);
+        GUI_SetTextAlign(before);
+        GUI_DispStringHCenterAt("AB", 64, 20);
+        // Centred from 54 on; with right alignment the two cancel out and it starts at 64.
+        EXPECT_EQ(GUI_Context.DispPosX, align == GUI_TA_RIGHT ? 84 : 74);
+        EXPECT_EQ(GUI_Context.TextAlign, align);
+    }
+}
+
+TEST(Text, NumbersSingleCharactersAndLineSteps) {
+    Panel panel;
+    GUI_SetFont(&singleFont);
+    GUI_Context.LBorder = 7;
+    drawn.clear();
+    static std::string styled;
+    styled.clear();
+    GUI_pfDispCharStyle = [](std::uint16_t code) { styled += static_cast<char>(code); };
+    GUI_DispDecAt(-5, 10, 20, 3);
+    GUI_GotoXY(10, 20);
+    GUI_DispChar('a');
+    GUI_DispChar('\r');
+    GUI_DispChar('\n');
+    GUI_DispString("b");
+    GUI_DispNextLine();
+    GUI_DispString(nullptr);
+    GUI_pfDispCharStyle = nullptr;
+    EXPECT_EQ(drawn, "-@10,20 0@12,20 5@14,20 a@10,20 b@7,26 ");
+    EXPECT_EQ(styled, "-05ab");
+    EXPECT_EQ(GUI_Context.DispPosX, 7);
+    EXPECT_EQ(GUI_Context.DispPosY, 32);
+}
+
+TEST(Text, LineLengthCountsBytesOrCharactersUpToTheMaximum) {
+    Panel panel;
+    GUI_SetFont(&singleFont);
+    EXPECT_EQ(GUI_GetLineLen("abcd", 3), 3);
+    EXPECT_EQ(GUI_GetLineLen("ab", -1), 0);
+    GUI_SetFont(&doubleFont);
+    EXPECT_EQ(GUI_GetLineLen("a\xB0\xA1z", 2), 3); // takes the second byte along
+    EXPECT_EQ(GUI_GetLineLen("ab", 0), 0);
+    EXPECT_EQ(GUI_GetLineDistX("a\xB0", 99), 2);
+}
+
+// ---- Decimal numbers ---------------------------------------------------------------------------
+
+TEST(Text, DecimalTable) {
+    struct Case {
+        std::int32_t value;
+        std::uint8_t length, shift;
+        const char* expected;
+    };
+    GUI_DecChar = '.';
+    for (const Case& c : {Case{314, 4, 2, "3.14"},
+                          {-7, 3, 0, "-07"},
+                          {5, 2, 0, "05"},
+                          {-5, 2, 0, "-5"},
+                          {123, 2, 0, "99"},
+                          {-123, 3, 0, "-99"},
+                          {12345, 4, 0, "9999"},
+                          {0, 1, 0, "0"},
+                          {7, 0, 0, ""},
+                          {-7, 1, 0, "-"},
+                          {999999999, 9, 0, "999999999"},
+                          {1000000000, 9, 0, "999999999"},
+                          {2147483647, 9, 0, "999999999"},
+                          {-2147483647 - 1, 10, 0, "-999999999"},
+                          {-2147483647 - 1, 3, 1, "-.9"},
+                          {-314, 11, 2, "-0000003.14"},
+                          {42, 3, 9, "42"},
+                          {42, 200, 0, "000000042"}}) {
+        char text[16] = "###############";
+        char* end = text;
+        GUI_AddDec(c.value, c.length, c.shift, &end);
+        EXPECT_STREQ(text, c.expected) << c.value;
+        EXPECT_EQ(end, text + std::string_view(c.expected).size()) << c.value;
+    }
+}
+
+// ---- Random bytes in the real fonts ------------------------------------------------------------
+
+// Advance of a text without line breaks, character by character.
+int widthOf(const GUI_Font& font, const std::string& text) {
+    int width = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        unsigned code = static_cast<unsigned char>(text[i]);
+        if (font.pafEncode != nullptr && code >= 0x80) {
+            if (++i == text.size()) {
+                break;
+            }
+            code = code << 8 | static_cast<unsigned char>(text[i]);
+        }
+        width += GUI_GetCharDistX(static_cast<std::uint16_t>(code));
+    }
+    return width;
+}
+
+TEST(Text, RandomBytesStayOnTheScreenAndMoveTheCursorByTheirWidth) {
+    Panel panel;
+    Dice dice;
+    for (const GUI_Font* font :
+         {&GUI_Font6x8, &GUI_FontMono6x12, &GUI_FontMono10x19, &GUI_FontProp19}) {
+        for (int round = 0; round < 2000; ++round) {
+            std::string text(static_cast<std::size_t>(dice.between(0, 30)), ' ');
+            for (char& c : text) {
+                const int byte =
+                    dice.between(0, 9) < 4 ? dice.between(0xB0, 0xD7) : dice.between(1, 255);
+                c = static_cast<char>(byte == '\n' ? 'n' : byte);
+            }
+            // The terminated copy ends with its memory.
+            const std::vector<char> exact(text.c_str(), text.c_str() + text.size() + 1);
+            GUI_SetFont(font);
+            GUI_SetTextMode(static_cast<std::int16_t>(dice.between(0, 7)));
+            GUI_SetTextAlign(static_cast<std::int16_t>(dice.between(0, 15)));
+            const int x = dice.between(-200, 150);
+            const int align = GUI_Context.TextAlign & 3;
+            const int width = widthOf(*font, text);
+            GUI_DispStringAt(exact.data(), static_cast<std::int16_t>(x),
+                             static_cast<std::int16_t>(dice.between(-30, 80)));
+            const int shift = align == 1 ? width : align == 2 ? width / 2 : 0;
+            ASSERT_EQ(GUI_Context.DispPosX, text.empty() ? x : x - shift + width) << round;
+            ASSERT_TRUE(panel.isIntact());
+        }
+    }
+    EXPECT_EQ(GUI_LockCnt, 0);
+}
+
+} // namespace
