@@ -3,16 +3,10 @@
 #include "app/key_input.h"
 #include "device/device_info.h"
 #include "tests/pages/shown.h"
+#include "tests/support/cycle_walk.h"
+#include "tests/support/failures_file.h"
 
-#include <cerrno>
 #include <cstring>
-#include <fcntl.h>
-#include <filesystem>
-#include <iterator>
-#include <new>
-#include <sys/mman.h>
-#include <system_error>
-#include <unistd.h>
 
 namespace faults {
 
@@ -21,55 +15,20 @@ namespace {
 using namespace std::chrono_literals;
 using Wait = sim::PanelProcess::Wait;
 
-constexpr std::time_t morning = 1'709'543'103; // 2024-03-04 09:05:03
-constexpr int pressesPerCycle = 17;            // more than any cycle has pages
-
-// The shared plan of panel_failures.so, in the sandbox of one gateway.
-class FailuresFile {
-  public:
-    explicit FailuresFile(const sim::Gateway& gateway) {
-        const std::string file = gateway.folder() + "/" + sim::failuresFileName;
-        const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        if (descriptor < 0 || ftruncate(descriptor, sizeof(sim::LibraryFailures)) != 0) {
-            throw std::system_error(errno, std::generic_category(), file);
-        }
-        void* memory = mmap(nullptr, sizeof(sim::LibraryFailures), PROT_READ | PROT_WRITE,
-                            MAP_SHARED, descriptor, 0);
-        close(descriptor);
-        if (memory == MAP_FAILED) {
-            throw std::system_error(errno, std::generic_category(), "mmap");
-        }
-        plan = new (memory) sim::LibraryFailures{};
-    }
-    ~FailuresFile() { munmap(plan, sizeof *plan); }
-    FailuresFile(const FailuresFile&) = delete;
-    FailuresFile& operator=(const FailuresFile&) = delete;
-
-    sim::LibraryFailures* operator->() { return plan; }
-
-    void arm(const Failure& failure) {
-        plan->call = failure.libraryCall;
-        plan->nth = failure.nth;
-        plan->persistent = failure.persistent ? 1 : 0;
-        plan->error = failure.error;
-        plan->watchedSizes[0] = sizeof(DeviceInfo);
-        plan->watchedSizes[1] = sizeof(KeyInput);
-        plan->armed = 1;
-    }
-
-  private:
-    sim::LibraryFailures* plan;
-};
-
 // The object for the libraries' calls stands first; a sanitizer's runtime does not bear it.
 std::string preloaded() {
     const std::string failures = PANELD_FAILURES;
     return failures.empty() ? PANELD_INTERPOSER : failures + ":" + PANELD_INTERPOSER;
 }
 
-std::size_t openDescriptors(pid_t process) {
-    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(process) + "/fd");
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+void arm(FailuresFile& plan, const Failure& failure) {
+    plan->call = failure.libraryCall;
+    plan->nth = failure.nth;
+    plan->persistent = failure.persistent ? 1 : 0;
+    plan->error = failure.error;
+    plan->watchedSizes[0] = sizeof(DeviceInfo);
+    plan->watchedSizes[1] = sizeof(KeyInput);
+    plan->armed = 1;
 }
 
 class Day {
@@ -80,7 +39,7 @@ class Day {
             fault = gateway.failCall(*failure->call, failure->error, failure->nth,
                                      failure->persistent, failure->path);
         } else if (failure) {
-            failures.arm(*failure);
+            arm(failures, *failure);
         }
     }
 
@@ -119,7 +78,7 @@ class Day {
 
     // Every page of the cycle, each long enough for its timer redraw.
     void walkTheCycle() {
-        for (int i = 0; i < pressesPerCycle; ++i) {
+        for (int i = 0; i < walk::pressesPerCycle; ++i) {
             press();
             pass(11s);
         }
@@ -176,41 +135,18 @@ class Day {
         gateway.dropEvents(); // presses that nobody could read
     }
 
-    // A short press at the moment that the golden of the clock shows.
-    picture::Bitmap pageAfterPress() {
-        gateway.setWallClock(morning);
-        press();
-        return shown(gateway);
-    }
-
-    bool findTheClock() {
-        for (int i = 0; i < 2 * pressesPerCycle && !stop(); ++i) {
-            if (pageAfterPress() == options.clockPage) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    // The clock is looked at at once, every other page after its timer redraws: the modem has been
-    // asked again by then.
-    void collectPages() {
-        for (int i = 0; i < pressesPerCycle && !stop(); ++i) {
-            picture::Bitmap page = pageAfterPress();
-            pass(16s);
-            result.pages.push_back(page == options.clockPage ? page : shown(gateway));
-        }
-    }
-
     void lookAfterwards() {
         gateway.sendLogLine("first");
         gateway.sendLogLine("second");
         // Once around: cascade and model are read with the gateway's and the identity page only.
         walkTheCycle();
-        result.clockFound = findTheClock();
-        collectPages();
-        result.descriptors = openDescriptors(panel->pid());
-        findTheClock();
+        result.clockFound = walk::findTheClock(gateway, *panel, options.clockPage);
+        result.pages = walk::collectPages(gateway, *panel, options.clockPage);
+        if (stop()) {
+            return;
+        }
+        result.descriptors = walk::openDescriptors(panel->pid());
+        walk::findTheClock(gateway, *panel, options.clockPage);
         const picture::Bitmap before = shown(gateway);
         pass(2s);
         result.ticking = !(shown(gateway) == before);

@@ -9,13 +9,12 @@
 
 #include "picture/bitmap.h"
 #include "tests/faults/day.h"
+#include "tests/support/cycle_walk.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string_view>
 #include <sys/wait.h>
@@ -204,12 +203,6 @@ void printDifferences(const std::vector<picture::Bitmap>& expected,
     }
 }
 
-picture::Bitmap clockGolden(const char* lines) {
-    std::ifstream file(std::string(PANELD_GOLDEN_FOLDER) + "/" + lines + "/clock.txt");
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    return picture::fromText(text).value_or(picture::Bitmap());
-}
-
 int sweep(const faults::DayOptions& options, bool full) {
     const DayResult expected = faults::liveADay(options, std::nullopt);
     if (expected.stuck || expected.status || !expected.clockFound || !expected.rebootAnswered) {
@@ -248,6 +241,6 @@ int main(int count, char** arguments) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     faults::DayOptions options;
     options.panel = lines == "64" ? sim::panel64 : sim::panel32;
-    options.clockPage = clockGolden(lines.data());
+    options.clockPage = walk::clockGolden(options.panel);
     return sweep(options, full);
 }
