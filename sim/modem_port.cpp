@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace sim {
@@ -24,12 +25,16 @@ namespace {
 constexpr int lowestMaster = 500;
 // Milliseconds of real time that the kernel gets to carry bytes through the pty.
 constexpr int carryPatience = 1000;
-// Rounds of looking whether delivered bytes can be read; a moment when they cannot (line mode).
-constexpr int deliveryRounds = 2000;
+// Looks whether delivered bytes can be read: some at once, the others a millisecond apart.
+constexpr int quickLooks = 200;
+constexpr int slowLooks = 1000;
+// So many bytes wait in a terminal at most; what arrives after them is lost.
+constexpr int terminalCapacity = 4095;
 
 constinit NextCall<int(const char*, int, ...)> nextOpen{"open"};
 constinit NextCall<int(int)> nextClose{"close"};
 constinit NextCall<ssize_t(int, const void*, std::size_t)> nextWrite{"write"};
+constinit NextCall<int(int, termios*)> nextTcgetattr{"tcgetattr"};
 
 void record(ControlBlock& block, bool fromModem, std::string_view bytes) {
     const Nanoseconds now = monotonicNow(block);
@@ -53,6 +58,26 @@ int waitingInput(int descriptor) {
 bool readable(int descriptor) {
     pollfd poller{descriptor, POLLIN, 0};
     return poll(&poller, 1, 0) > 0;
+}
+
+bool inLineMode(int descriptor) {
+    termios settings{};
+    return nextTcgetattr(descriptor, &settings) != 0 || (settings.c_lflag & ICANON) != 0;
+}
+
+// Waits until so many bytes can be read. The kernel carries them there in its own time; without
+// this wait the daemon would now and then see a chunk in pieces that nobody asked for.
+void awaitInput(int descriptor, int count) {
+    for (int look = 0; look < quickLooks + slowLooks; ++look) {
+        if (waitingInput(descriptor) >= count) {
+            return;
+        }
+        if (look < quickLooks) {
+            sched_yield();
+        } else {
+            poll(nullptr, 0, 1);
+        }
+    }
 }
 
 // Whether the facts let the port be opened; counts the opening.
@@ -151,12 +176,8 @@ void ModemPort::deliver(ControlBlock& block, int descriptor, const ModemChunk& c
     record(block, true, chunk.bytes);
     const int before = waitingInput(descriptor);
     const ssize_t written = nextWrite(master, chunk.bytes.data(), chunk.bytes.size());
-    // A chunk must be readable whole, or the daemon would see pieces that nobody asked for.
-    for (int round = 0; round < deliveryRounds && written > 0; ++round) {
-        if (waitingInput(descriptor) >= before + written) {
-            return;
-        }
-        sched_yield();
+    if (written > 0 && !inLineMode(descriptor)) {
+        awaitInput(descriptor, std::min(before + static_cast<int>(written), terminalCapacity));
     }
 }
 

@@ -1,0 +1,150 @@
+// The daemon as a process on a simulated gateway: its time, its output, its end.
+
+#include "sim/panel_process.h"
+
+#include <chrono>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using sim::PanelProcess;
+using sim::Path;
+using Wait = PanelProcess::Wait;
+
+class PanelProcessTest : public testing::Test {
+  protected:
+    PanelProcess start(const char* behaviour = "", sim::ProcessOptions options = {}) {
+        options.environment = {{"PROBE", behaviour}};
+        return PanelProcess(gateway, SIM_PROBE, PANEL_GATEWAY, std::move(options));
+    }
+
+    sim::Gateway gateway;
+};
+
+TEST_F(PanelProcessTest, TimeStandsStillUntilItIsMovedOn) {
+    PanelProcess process = start();
+    ASSERT_EQ(process.advance({}), Wait::Settled);
+    const auto begin = gateway.monotonic();
+    const sim::Sleeps& sleeps = gateway.control().sleeps;
+    EXPECT_EQ(sleeps.main, 1U);
+    EXPECT_EQ(process.advance(49ms), Wait::Settled);
+    EXPECT_EQ(sleeps.main, 1U);
+    EXPECT_EQ(process.advance(1ms), Wait::Settled);
+    EXPECT_EQ(sleeps.main, 2U);
+    EXPECT_EQ(process.advance(60s), Wait::Settled);
+    EXPECT_EQ(sleeps.main, 1202U);
+    EXPECT_EQ(sleeps.others, 121U);
+    EXPECT_EQ(sleeps.othersLastUs, 500'000U);
+    EXPECT_EQ(gateway.monotonic() - begin, 60'050ms);
+}
+
+TEST_F(PanelProcessTest, TheBarrierWaitsForWholePassesOfTheLoop) {
+    PanelProcess process = start();
+    ASSERT_EQ(process.advance({}), Wait::Settled);
+    EXPECT_EQ(process.settle(3), Wait::Settled);
+    EXPECT_EQ(gateway.control().sleeps.main, 4U);
+}
+
+TEST_F(PanelProcessTest, OutputIsCollectedWhileTimePasses) {
+    sim::ProcessOptions options;
+    options.timeZone = "Asia/Shanghai";
+    PanelProcess process = start("flood", options);
+    ASSERT_EQ(process.advance(1s), Wait::Settled);
+    EXPECT_EQ(process.output().size(), 5 + 21 * 100'000U);
+    EXPECT_EQ(process.errors(), "Asia/Shanghai");
+    process.clearOutput();
+    EXPECT_EQ(process.output(), "");
+}
+
+TEST_F(PanelProcessTest, AProcessThatDiesIsNoticed) {
+    PanelProcess crashing = start("crash");
+    EXPECT_EQ(crashing.advance(10s), Wait::Exited);
+    ASSERT_TRUE(crashing.status());
+    EXPECT_TRUE(WIFSIGNALED(*crashing.status()));
+    EXPECT_EQ(crashing.settle(), Wait::Exited);
+
+    PanelProcess ending = start("end");
+    EXPECT_EQ(ending.advance(10s), Wait::Exited);
+    EXPECT_EQ(WEXITSTATUS(ending.waitExit().value_or(0)), 3);
+    EXPECT_EQ(ending.output(), "hellogoodbye");
+}
+
+TEST_F(PanelProcessTest, AProcessThatHangsIsGivenUp) {
+    sim::ProcessOptions options;
+    options.patience = 200ms;
+    PanelProcess process = start("hang", options);
+    EXPECT_EQ(process.advance(10s), Wait::Stuck);
+    EXPECT_TRUE(process.running());
+    EXPECT_EQ(process.exitNormally(), std::nullopt);
+}
+
+TEST_F(PanelProcessTest, ANormalExitRunsTheExitHandlers) {
+    for (const sim::ClockMode mode : {sim::ClockMode::Virtual, sim::ClockMode::Real}) {
+        gateway.setClockMode(mode);
+        PanelProcess process = start();
+        ASSERT_EQ(process.advance({}), Wait::Settled);
+        EXPECT_EQ(process.exitNormally(), 0);
+        EXPECT_EQ(process.output(), "hellogoodbye");
+    }
+}
+
+TEST_F(PanelProcessTest, OnTheRealClockTheProcessRunsByItself) {
+    gateway.setClockMode(sim::ClockMode::Real);
+    PanelProcess process = start();
+    EXPECT_EQ(process.settle(3), Wait::Settled);
+    EXPECT_EQ(process.advance(120ms), Wait::Settled);
+    EXPECT_GE(gateway.control().sleeps.main, 5U);
+}
+
+TEST_F(PanelProcessTest, TheProcessEndsWithItsObject) {
+    pid_t pid = -1;
+    {
+        PanelProcess process = start();
+        ASSERT_EQ(process.advance({}), Wait::Settled);
+        pid = process.pid();
+    }
+    EXPECT_EQ(kill(pid, 0), -1);
+    PanelProcess next = start();
+    EXPECT_EQ(next.advance(1s), Wait::Settled);
+}
+
+TEST_F(PanelProcessTest, AProgramThatIsMissingEndsAtOnce) {
+    PanelProcess process(gateway, gateway.folder() + "/missing", PANEL_GATEWAY);
+    EXPECT_EQ(process.advance(1s), Wait::Exited);
+}
+
+// The real daemon: were one of these calls compiled into a variant that the interposer does not
+// know, it would reach the real machine.
+TEST_F(PanelProcessTest, TheDaemonReachesEveryPlaceThroughTheInterposer) {
+    gateway.writeSnXml("SN1", "GW-1-L");
+    PanelProcess daemon(gateway, PANELD, PANEL_GATEWAY);
+    ASSERT_EQ(daemon.advance({}), Wait::Settled);
+    const std::vector<std::uint8_t> clockPage = gateway.picture();
+    for (int presses = 0; presses < 16; ++presses) {
+        ASSERT_EQ(daemon.shortPress(), Wait::Settled);
+        // Long enough on each page for a modem query on the one that asks.
+        ASSERT_EQ(daemon.advance(presses == 5 ? 30s : 1s), Wait::Settled);
+    }
+    ASSERT_EQ(daemon.longPress(), Wait::Settled);
+    EXPECT_NE(gateway.picture(), clockPage);
+    EXPECT_EQ(gateway.popenCount(), 1U);
+    EXPECT_EQ(gateway.lastPopen(), "reboot");
+    EXPECT_TRUE(gateway.canaryIntact());
+    for (const Path path : {Path::Framebuffer, Path::Button, Path::ModemPort, Path::TfDevice,
+                            Path::TfMount, Path::BacklightSsd1306, Path::SysXml, Path::SnXml,
+                            Path::VersionFile, Path::ChannelTemplate}) {
+        EXPECT_GT(gateway.calls(path), 0U) << name(path);
+    }
+    EXPECT_EQ(gateway.calls(Path::OtherConfig), 0U);
+    for (std::size_t call = 0; call < sim::callCount; ++call) {
+        EXPECT_GT(gateway.calls(static_cast<sim::Call>(call)), 0U)
+            << name(static_cast<sim::Call>(call));
+    }
+    EXPECT_EQ(daemon.exitNormally(), 0);
+}
+
+} // namespace
