@@ -1,7 +1,7 @@
 // Cost of drawing in instructions, counted by callgrind:
 //
-//   valgrind --tool=callgrind --callgrind-out-file=/dev/null --toggle-collect='measured*' \
-//       build/release/bench/gui_cost SCENE
+//   valgrind --tool=callgrind --callgrind-out-file=/dev/null
+//       --toggle-collect='measuredScene*' build/release/bench/gui_cost SCENE
 //
 // Each scene is drawn once to warm up and once while counting, into a piece of memory that stands
 // for the panel. Without a scene the program lists them with the pixels that each one writes.
