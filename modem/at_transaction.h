@@ -43,7 +43,7 @@ int queryNetworkMode(int fd);
 // 1 GSM, 4 WCDMA, 8 LTE, 9 TD-SCDMA; noAnswer for any other mode or none.
 int querySysInfoMode(int fd);
 
-// The number in the second field behind the first colon: "+CSQ: 23,99" gives 23.
+// The number behind the first colon of the chunk: "+CSQ: 23,99" gives 23.
 // `chunk` may begin with an echo or blank lines. 0 when nothing matches.
 int scanFirstNumber(const char* chunk);
 

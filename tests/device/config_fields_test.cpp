@@ -59,7 +59,7 @@ TEST_F(FieldsTest, SeriesNumberAndModel) {
         {R"(<model model="GW-100-L"/><sn sn="S1"/>)", "S1", "GW-100-L", 2},
         {R"(<sn sn="S1"/><sn sn="S2"/><model model="GW-100"/>)", "S2", "GW-100", 1},
         {R"(<sn SN="S3" model="x"/><model sn="y" model="gw-100-l"/>)", "S2", "gw-100-l", 1},
-        {R"(<model model="A-L"/><model model="B"/><model/>)", "S2", "B", 1},
+        {R"(<model model="A-L"/><model model="BL-"/><model/>)", "S2", "BL-", 1},
         {"<sn sn='" + text31 + "5'/><model model='" + text31 + "-L'/>", text31, text31, 1},
         {"<model model='" + text31.substr(0, 29) + "-L'/>", text31, text31.substr(0, 29) + "-L", 2},
         {"<sn sn=''/><other sn='x'/><?sn sn='y'?>", "", text31.substr(0, 29) + "-L", 2},

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 namespace {
@@ -39,11 +40,15 @@ TEST(CombinedReply, IsReadByWhatItsAnswersName) {
         // The last signal counts, without and behind a registration.
         {"+CSQ: 1,99/+CSQ: 2,99/+CREG: 0,1/+CSQ: 3,99/+CSQ: 12,99/", {0, 1, 12, 2, 0}},
         {"OK/+CSQ: 1,99/+CSQ: 12,99/", {1, 0, 12, 2, 0}},
-        {"OK/+CREG:0,1/", {1, 0, 0, 1, 0}}, // divided, but not in the expected form
-        {"OK/+CREG: 0 , 1/OK/", {1, 0, 0, 1, 0}},
-        {"OK/+CREG: ,1/+CREG: 0,/+CREG: 0,5", {1, 1, 0, 1, 0}},
+        // Divided, but not in the expected form.
+        {"/+CREG: \t0 ,\t1/OK/+CREG: 0,2/+CSQ: 5,99", {0, 0, 5, 1, 0}},
+        {"/+CREG:0,1/OK/", {0, 0, 0, 1, 0}},
+        // An answer begins with two numbers; what does not is part of the SIM's.
+        {"/+CREG: ,1/+CREG: 0,/+CREG: 1/OK/+CREG: 0,5", {1, 1, 0, 1, 0}},
+        {"OK/+CSQ: 20,99/+CREG: 1/", {1, 0, 20, 3, 0}},
+        {"OK/+CREG: 0,2/+CSQ: 20,99/+CREG: 0,1/", {1, 0, 20, 3, 0}},
         {"OK/+CREG: 2,1/+CREG: 0,1/+CSQ: ,99", {1, 1, 0, 1, 0}},
-        {"OK/+CSQ: 00000000000000031,99/", {1, 0, 0, 1, 0}}, // cut to fifteen characters
+        {"OK/+CSQ: 000000000000123,99/", {1, 0, 12, 2, 0}}, // cut to fifteen characters
     };
     for (const auto& one : cases) {
         ModemStatus status{};
@@ -69,6 +74,8 @@ TEST(CombinedReply, RandomTextsStayInTheirBounds) {
             text += sample.substr(random() % 70, random() % (round % 8 == 0 ? 200 : 20));
         }
         const CombinedReply reply = divideCombinedReply(text);
+        ASSERT_LE(std::max({reply.sim.size(), reply.registration.size(), reply.signal.size()}),
+                  511U);
         ASSERT_TRUE(text.starts_with(reply.sim));
         ASSERT_NE(text.find(reply.registration), text.npos);
         ASSERT_TRUE(text.ends_with(reply.signal) || reply.signal.size() == 511);

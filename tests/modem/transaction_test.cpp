@@ -51,6 +51,8 @@ const Transaction transactions[] = {
     {"a mode without its second number", queryNetworkMode, {"+CNSMOD: 8\r\n"}, 0},
     {"system mode LTE", querySysInfoMode, {"\r\n^SYSINFO: 2,3,0,17,1\r\n\r\nOK\r\n"}, 8},
     {"system mode GSM", querySysInfoMode, {"AT^SYSINFO\r\r\n^SYSINFO: 2,3,0,3,1\r\n"}, 1},
+    {"system mode WCDMA", querySysInfoMode, {"^SYSINFO:2,3,0,4,1"}, 4},
+    {"system mode TD-SCDMA", querySysInfoMode, {"^SYSINFO:2,3,0,5,1"}, 9},
     {"no service", querySysInfoMode, {"^SYSINFO: 0,0,0,0,255"}, -1},
     {"its commas counted from the chunk's start",
      querySysInfoMode,
