@@ -160,6 +160,9 @@ TEST(Config, WhatMayBeAsItIsDoesNotCountAsTrouble) {
     sim::Gateway gateway;
     gateway.writeFile(sys, "<sysConfig><!-- lan1 --><other/><lan1 gateway='10.0.0.1' dns='x' "
                            "cascade='1'/></sysConfig>");
+    // Whatever a file declares, it is read as UTF-8.
+    gateway.writeFile(sn, "<?xml version='1.0' encoding='GB18030'?>\n"
+                          "<snConfig><sn sn='7'/><model model='M'/></snConfig>");
     gateway.writeFile(version, "V2.0\r\nbuilt yesterday (by hand)\n");
     gateway.writeFile(channels,
                       "<ChannelConfig><Channel No='1'><CommMode Mode='2'/></Channel>\n"
@@ -170,6 +173,7 @@ TEST(Config, WhatMayBeAsItIsDoesNotCountAsTrouble) {
     EXPECT_THAT(outcome.output, HasSubstr("Channel-template.xml:1: note: channel 1 is in another "
                                           "mode"));
     EXPECT_THAT(outcome.output, HasSubstr("channel 4       19200 8 E 1\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("series number   7\n"));
     EXPECT_THAT(outcome.output, HasSubstr("version         V2.0\n"));
 }
 
