@@ -150,6 +150,9 @@ class Gateway(Machine):
         if address:
             self.sh(f"ip addr add {address} dev {interface}")
 
+    def pull_cable(self, interface: str) -> None:
+        self.monitor.ask("set_link", name=interface.replace("eth", "net"), up=False)
+
     def link_up(self) -> None:
         self.agent.do("link", "ppp0")
         self.address("ppp0", ADDRESSES["ppp0"])

@@ -12,6 +12,7 @@ from collections.abc import Callable
 from gateway import (ADDRESSES, CARD_BLOCK, CHANNELS_XML, GOLDEN_MOMENT, MEBIBYTE, SN_XML, SYS_XML,
                      VERSION_FILE, Failure, Gateway, channels_xml, make_card, sn_xml, sys_xml)
 from modem import Facts, Modem
+from panel_picture import Picture
 
 EXT4 = ["mkfs.ext4", "-q", "-F", "-b", str(CARD_BLOCK)]
 VFAT = ["mkfs.vfat"]
@@ -122,6 +123,16 @@ def addresses_change(gateway: Gateway) -> None:
     gateway.wait_centred(ADDRESS_Y, "N/A")     # an alias is another interface
     gateway.address("eth0", ADDRESSES["eth0"])
     gateway.wait_page("ethernet2-address", REFRESH)
+
+
+def addresses_outlive_the_cable(gateway: Gateway) -> None:
+    """The kernel keeps an interface's IPv4 address without a carrier, and when it is down."""
+    gateway.pull_cable("eth1")
+    gateway.sh("ip link set eth0 down")
+    go(gateway, "ethernet1-address")
+    gateway.wait_page("ethernet1-address")
+    gateway.press(2)
+    gateway.wait_page("ethernet2-address")
 
 
 def mobile_link_comes_and_goes(gateway: Gateway) -> None:
@@ -402,6 +413,19 @@ def killed_daemon_comes_back(gateway: Gateway) -> None:
     gateway.wait_page("ethernet1-address")
 
 
+def burst_of_presses_leaves_the_daemon_in_step(gateway: Gateway) -> None:
+    """The kernel keeps 64 events; when there are more it drops all but the newest."""
+    for _ in range(20):
+        gateway.button(1)
+        gateway.button(0)
+    time.sleep(5)
+    pages = PAGES[64][:5]
+    shown = [page for page in pages if Picture.golden(64, page) == gateway.picture()]
+    gateway.expect(len(shown) == 1 and shown[0] != pages[-1], "a page of the first few")
+    gateway.press()
+    gateway.wait_page(pages[pages.index(shown[0]) + 1])
+
+
 def other_buttons_are_ignored(gateway: Gateway) -> None:
     gateway.button(1, code=257)
     gateway.button(0, code=257)
@@ -479,6 +503,7 @@ SCENARIOS = [
     Scenario(missing_modem_port_clears_the_status, (TALL,)),
     Scenario(ten_real_seconds_reset_the_machine, (TALL,)),
     Scenario(addresses_change, (TALL,)),
+    Scenario(addresses_outlive_the_cable, (TALL,)),
     Scenario(mobile_link_comes_and_goes, (TALL,)),
     Scenario(cascaded_port_shows_the_other_interface, (TALL,)),
     Scenario(lines_from_another_process, (TALL,)),
@@ -489,5 +514,6 @@ SCENARIOS = [
     Scenario(zone_and_clock_are_set, (SMALL,)),
     Scenario(killed_daemon_comes_back, (TALL,)),
     Scenario(other_buttons_are_ignored, (TALL,)),
+    Scenario(burst_of_presses_leaves_the_daemon_in_step, (TALL,)),
     Scenario(long_press_resets_the_machine, (TALL, SMALL, ARM)),
 ]
