@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <string_view>
+#include <chrono>
+#include <utility>
 #include <vector>
 
 #include "sim/terminal_layout.h"
@@ -25,7 +25,7 @@ constexpr short labelBlue = 110;
 constexpr short alarmRed = 203;
 
 constexpr int labelWidth = 12;
-constexpr double longPressSeconds = 10;
+constexpr std::chrono::seconds longPress{10};
 
 struct KeyHint {
     const char* keys;
@@ -108,7 +108,7 @@ std::string oneDecimal(std::chrono::milliseconds time) {
 
 std::string buttonText(const Desk& desk) {
     if (const auto held = desk.held()) {
-        const bool isLong = *held >= std::chrono::seconds(static_cast<int>(longPressSeconds));
+        const bool isLong = *held >= longPress;
         return " (●) held " + oneDecimal(*held) + " s " + (isLong ? "- long " : "of 10 ");
     }
     return desk.pressed() ? " (●) button " : " (○) button ";

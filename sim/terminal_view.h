@@ -11,6 +11,9 @@
 
 namespace sim {
 
+struct Area;
+struct Layout;
+
 // What the front itself is in the middle of.
 struct FrontState {
     bool help = false;
@@ -28,13 +31,13 @@ class View {
     void draw(const Desk& desk, const DeskFacts& facts, const FrontState& state);
 
   private:
-    void drawPanel(const Desk& desk, const struct Layout& layout);
-    void drawFrame(const Desk& desk, const struct Area& area);
-    void drawFacts(const Desk& desk, const DeskFacts& facts, const struct Layout& layout);
-    void drawRemarks(const Desk& desk, const FrontState& state, const struct Area& area);
-    void drawKeys(const struct Layout& layout);
+    void drawPanel(const Desk& desk, const Layout& layout);
+    void drawFrame(const Desk& desk, const Area& area);
+    void drawFacts(const Desk& desk, const DeskFacts& facts, const Layout& layout);
+    void drawRemarks(const Desk& desk, const FrontState& state, const Area& area);
+    void drawKeys(const Layout& layout);
     void drawHelp(const Desk& desk);
-    void drawEnd(const Desk& desk, const struct Area& area);
+    void drawEnd(const Desk& desk, const Area& area);
     void drawTooSmall(int columns, int rows);
     void put(int left, int top, int columns, const std::string& text, unsigned long look);
 
