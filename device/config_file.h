@@ -19,6 +19,7 @@ struct FileCheck {
     enum State : std::uint8_t { Missing, Unchanged, Changed };
     State state;
     bool regular;          // false for a FIFO or a device, which must not be read
+    std::int64_t size;     // bytes
     std::int32_t modified; // low 32 bits of the modification time, seconds
 
     // A reader's result when there is nothing to read: 0 unchanged, -1 missing.

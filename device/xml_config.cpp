@@ -5,6 +5,10 @@
 
 namespace {
 
+// A configuration file has a few kilobytes. The document of a file of gigabytes would take all
+// memory of the gateway.
+constexpr std::int64_t largestFile = 1 << 20; // bytes
+
 bool isNamed(const xmlNode* element, const char* name) {
     return xmlStrcmp(element->name, reinterpret_cast<const xmlChar*>(name)) == 0;
 }
@@ -13,7 +17,9 @@ bool isNamed(const xmlNode* element, const char* name) {
 
 XmlDocument::XmlDocument(const char* path, const FileCheck& file, const char* rootName) {
     // Opening a FIFO would wait for a writer and stop the panel.
-    document_ = file.regular ? xmlReadFile(path, "UTF-8", XML_PARSE_NOBLANKS) : nullptr;
+    if (file.regular && file.size <= largestFile) {
+        document_ = xmlReadFile(path, "UTF-8", XML_PARSE_NOBLANKS);
+    }
     if (document_ == nullptr) {
         std::printf("%s Document not parsed successfully.\n", path);
         return;

@@ -13,7 +13,7 @@
 // A parsed document whose root element has the expected name.
 class XmlDocument {
   public:
-    // Parses `path` as UTF-8. A file that is not regular counts as not parsed.
+    // Parses `path` as UTF-8. A file that is not regular or over 1 MiB counts as not parsed.
     XmlDocument(const char* path, const FileCheck& file, const char* rootName);
     ~XmlDocument();
     XmlDocument(const XmlDocument&) = delete;
