@@ -24,7 +24,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int checkpoints = 20;
-constexpr int warmUpCheckpoints = 5;
+// By then the heap has met every combination of file contents that makes it grow by a page.
+constexpr std::uint64_t warmUpEvents = 60'000;
 constexpr std::uint64_t eventsPerPress = 4; // press, release and a synchronisation event each
 constexpr double secondsPerDay = 86400;
 
@@ -153,7 +154,7 @@ class Soak {
         const std::uint64_t presses = plan.events / eventsPerPress;
         for (int checkpoint = 1; checkpoint <= checkpoints && sound; ++checkpoint) {
             live(presses / checkpoints);
-            check(checkpoint);
+            check();
         }
         checkAllocations();
         return sound;
@@ -177,7 +178,7 @@ class Soak {
         }
     }
 
-    void check(int checkpoint) {
+    void check() {
         require(life.panel.running(), "the process ended");
         if (!sound) {
             return;
@@ -185,7 +186,7 @@ class Soak {
         const bool same = life.pages(clock) == expected;
         require(same, "a page differs from that of a fresh daemon");
         const Use use = useOf(life.panel.pid());
-        if (checkpoint <= warmUpCheckpoints) {
+        if (pressed * eventsPerPress <= warmUpEvents) {
             warm = {std::max(warm.privateKb, use.privateKb), use.descriptors};
         } else {
             require(use.privateKb <= warm.privateKb, "private memory grew");
