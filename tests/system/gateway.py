@@ -181,7 +181,7 @@ class Gateway(Machine):
                                             "filename": str(image)})
         self.monitor.ask("blockdev-add", **{"node-name": "medium", "driver": "raw", "file": "image"})
         self.monitor.ask("blockdev-insert-medium", id="slot", **{"node-name": "medium"})
-        self.sh("until [ -b /dev/mmcblk0p1 ]; do usleep 50000; done")
+        self._wait_card(present=True)
 
     def mount_card(self) -> None:
         self.sh("mount /dev/mmcblk0p1 /media/mmcblk0p1")
@@ -190,7 +190,14 @@ class Gateway(Machine):
         self.monitor.ask("blockdev-remove-medium", id="slot")
         self.monitor.ask("blockdev-del", **{"node-name": "medium"})
         self.monitor.ask("blockdev-del", **{"node-name": "image"})
-        self.sh("while [ -b /dev/mmcblk0p1 ]; do usleep 50000; done")
+        self._wait_card(present=False)
+
+    def _wait_card(self, present: bool) -> None:
+        end = time.monotonic() + ANSWER_LIMIT
+        while (self.agent.ask("sh", "[ -b /dev/mmcblk0p1 ]")[0] == 0) != present:
+            if time.monotonic() > end:
+                raise MachineError(f"the card's node does not change: {self.sh('dmesg | tail -n 15')}")
+            time.sleep(POLL)
 
     # --- The end ---
 
