@@ -39,6 +39,7 @@ struct GUI_RECT {
     std::int16_t x1;
     std::int16_t y1;
 };
+static_assert(sizeof(GUI_POINT) == 4 && sizeof(GUI_RECT) == 8);
 
 struct GUI_Palette {
     std::int32_t NumEntries;

@@ -2,6 +2,11 @@
 
 namespace {
 
+// Wraps where even an int is too short, as the 16-bit pen does earlier.
+int offsetBy(int origin, std::int16_t coordinate) {
+    return static_cast<int>(static_cast<unsigned>(origin) + static_cast<unsigned>(coordinate));
+}
+
 bool isSamePoint(const GUI_POINT& a, const GUI_POINT& b) {
     return a.x == b.x && a.y == b.y;
 }
@@ -23,12 +28,12 @@ void GUI__DrawPolygon(const GUI_POINT* points, int count, int x0, int y0) {
         return;
     }
     const GUI_POINT& first = points[0];
-    GUI__MoveTo(x0 + first.x, y0 + first.y);
+    GUI__MoveTo(offsetBy(x0, first.x), offsetBy(y0, first.y));
     for (int k = 1; k < count; ++k) {
-        GUI__DrawLineTo(x0 + points[k].x, y0 + points[k].y);
+        GUI__DrawLineTo(offsetBy(x0, points[k].x), offsetBy(y0, points[k].y));
     }
     if (!isSamePoint(points[count - 1], first)) {
-        GUI__DrawLineTo(x0 + first.x, y0 + first.y);
+        GUI__DrawLineTo(offsetBy(x0, first.x), offsetBy(y0, first.y));
     }
 }
 

@@ -28,5 +28,7 @@ class RelaxedField {
   private:
     T load() const { return value_.load(std::memory_order_relaxed); }
 
+    static_assert(std::atomic<T>::is_always_lock_free);
+
     std::atomic<T> value_;
 };

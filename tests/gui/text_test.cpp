@@ -72,6 +72,8 @@ TEST(Text, LayoutTable) {
              {"left of it", one, 0, "ab", -4, 20, "", 0, 20},
              {"one column inside", one, 0, "ab", -3, 20, "a@-3,20 b@-1,20 ", 1, 20},
              {"right of it", two, 0, "ab", 128, 20, "", 132, 20},
+             {"one column and one row inside", one, 0, "ab", 127, 63, "a@127,63 b@129,63 ", 131,
+              63},
              {"below it", two, 0, "a\nb", 10, 58, "a@10,58 ", 5, 64},
          }) {
         Panel panel;
