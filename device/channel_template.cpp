@@ -53,7 +53,7 @@ void readChannel(const xmlNode* channel, ChannelMap& channels) {
 
 int DeviceInfo::readChannelTemplate() {
     const FileCheck file = checkFile(channelTemplatePath, channelStamp_);
-    if (file.state != FileCheck::Changed) {
+    if (file.state != FileState::Changed) {
         return file.result();
     }
     // Emptied before the parse: while the file is broken there are no channels.

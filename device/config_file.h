@@ -15,15 +15,15 @@ inline constexpr const char* versionPath = "/zelkora/Config/version/main-version
 inline constexpr const char* channelTemplatePath = "/zelkora/Config/Channel-template.xml";
 
 // What a look at a file's status says before it is read.
+enum class FileState : std::uint8_t { Missing, Unchanged, Changed };
 struct FileCheck {
-    enum State : std::uint8_t { Missing, Unchanged, Changed };
-    State state;
+    FileState state;
     bool regular;          // false for a FIFO or a device, which must not be read
     std::int64_t size;     // bytes
     std::int32_t modified; // low 32 bits of the modification time, seconds
 
     // A reader's result when there is nothing to read: 0 unchanged, -1 missing.
-    int result() const { return state == Missing ? -1 : 0; }
+    int result() const { return state == FileState::Missing ? -1 : 0; }
 };
 
 // Compares the modification time of `path` with `stamp`. Prints

@@ -8,7 +8,7 @@
 
 int DeviceInfo::readSnConfig() {
     const FileCheck file = checkFile(snConfigPath, snStamp_);
-    if (file.state != FileCheck::Changed) {
+    if (file.state != FileState::Changed) {
         return file.result();
     }
     const XmlDocument document(snConfigPath, file, "snConfig");

@@ -9,7 +9,7 @@
 
 int DeviceInfo::readSysConfig() {
     const FileCheck file = checkFile(sysConfigPath, sysStamp_);
-    if (file.state != FileCheck::Changed) {
+    if (file.state != FileState::Changed) {
         return file.result();
     }
     const XmlDocument document(sysConfigPath, file, "sysConfig");

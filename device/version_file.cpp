@@ -11,7 +11,7 @@ int DeviceInfo::readVersion() {
     // One less than the field: a line of 30 characters, its line feed included.
     constexpr int longestLine = 31;
     const FileCheck file = checkFile(versionPath, versionStamp_);
-    if (file.state != FileCheck::Changed) {
+    if (file.state != FileState::Changed) {
         return file.result();
     }
     if (access(versionPath, F_OK) != 0) {

@@ -70,9 +70,20 @@ std::int32_t queryNetworkType(int fd, ModemMaker maker) {
     return 0;
 }
 
+// A check that failed is made once more.
+bool succeeds(int (*check)(int fd), int fd) {
+    constexpr int attempts = 2;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        if (check(fd) == 1) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void queryStepwise(int fd, ModemStatus& status) {
-    const bool simReady = checkSimReady(fd) == 1 || checkSimReady(fd) == 1;
-    const bool registered = checkRegistered(fd) == 1 || checkRegistered(fd) == 1;
+    const bool simReady = succeeds(checkSimReady, fd);
+    const bool registered = succeeds(checkRegistered, fd);
     status.simReady = simReady ? 1 : 0;
     status.registered = registered ? 1 : 0;
 
