@@ -171,6 +171,8 @@ def root_file_system(daemon: pathlib.Path, agent: pathlib.Path, busybox: pathlib
 def make(place: pathlib.Path, libraries: list[pathlib.Path], config: dict[str, str]) -> None:
     """Writes `kernel` and `root.cpio` into the folder that scripts/system-image has filled."""
     unpacked = place / "unpacked"
+    if not (place / "daemon" / "paneld").exists():
+        raise SystemExit(f"{place} is not filled; run scripts/system-image {place.name} first")
     compressed = next((unpacked / "boot").glob("vmlinuz-*"))
     if place.name == "amd64":
         kernel = extract_kernel(compressed)
