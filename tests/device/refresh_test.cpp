@@ -91,6 +91,11 @@ const Trouble troubles[] = {
          gateway.writeFile(file.path, "<" + std::string(file.root) + ">\xff</" + file.root + ">");
      },
      notParsed, nullptr},
+    {"too long",
+     [](auto& gateway, auto& file) {
+         gateway.writeFile(file.path, file.holding("3") + std::string(1 << 20, ' '));
+     },
+     notParsed, nullptr},
     {"empty", [](auto& gateway, auto& file) { gateway.writeFile(file.path, ""); }, notParsed,
      nullptr},
     {"of another root", [](auto& gateway, auto& file) { gateway.writeFile(file.path, "<other/>"); },
