@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <poll.h>
 #include <sched.h>
 #include <type_traits>
 
@@ -180,17 +181,22 @@ struct PopenRecord {
 class FactsLock {
   public:
     void lock() {
-        for (int round = 0; held.exchange(1) != 0 && round < patience; ++round) {
-            sched_yield();
+        for (int round = 0; held_.exchange(1) != 0 && round < quickRounds + slowRounds; ++round) {
+            if (round < quickRounds) {
+                sched_yield();
+            } else {
+                poll(nullptr, 0, 1); // a millisecond that no interposed clock counts
+            }
         }
     }
 
-    void unlock() { held = 0; }
+    void unlock() { held_ = 0; }
 
   private:
-    static constexpr int patience = 2'000'000;
+    static constexpr int quickRounds = 100;
+    static constexpr int slowRounds = 1000;
 
-    std::atomic<std::uint32_t> held;
+    std::atomic<std::uint32_t> held_;
 };
 
 struct ControlBlock {

@@ -29,17 +29,17 @@ class FutexMutex {
   public:
     void lock() {
         std::uint32_t state = free;
-        if (word.compare_exchange_strong(state, taken)) {
+        if (word_.compare_exchange_strong(state, taken)) {
             return;
         }
-        while (word.exchange(contended) != free) {
-            futexWait(word, contended);
+        while (word_.exchange(contended) != free) {
+            futexWait(word_, contended);
         }
     }
 
     void unlock() {
-        if (word.exchange(free) == contended) {
-            futexWakeAll(word);
+        if (word_.exchange(free) == contended) {
+            futexWakeAll(word_);
         }
     }
 
@@ -48,7 +48,7 @@ class FutexMutex {
     static constexpr std::uint32_t taken = 1;
     static constexpr std::uint32_t contended = 2;
 
-    std::atomic<std::uint32_t> word{free};
+    std::atomic<std::uint32_t> word_{free};
 };
 
 } // namespace sim

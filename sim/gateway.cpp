@@ -62,21 +62,21 @@ int checked(int result, const std::string& what) {
 class Descriptor {
   public:
     Descriptor(const std::string& file, int flags, mode_t mode = 0644)
-        : number(::open(file.c_str(), flags | O_CLOEXEC, mode)), name(file) {}
+        : number_(::open(file.c_str(), flags | O_CLOEXEC, mode)), name_(file) {}
     ~Descriptor() {
-        if (number >= 0) {
-            ::close(number);
+        if (number_ >= 0) {
+            ::close(number_);
         }
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
-    bool open() const { return number >= 0; }
-    int get() const { return checked(number, name); }
+    bool open() const { return number_ >= 0; }
+    int get() const { return checked(number_, name_); }
 
   private:
-    int number;
-    std::string name;
+    int number_;
+    std::string name_;
 };
 
 void writeAll(int descriptor, std::string_view bytes, const std::string& what) {
@@ -184,50 +184,50 @@ struct LogMessage {
 
 } // namespace
 
-Gateway::Gateway(Panel panel) : lastStamp(firstStamp) {
+Gateway::Gateway(Panel panel) : lastStamp_(firstStamp) {
     const char* temporary = std::getenv("TMPDIR");
     std::string folderName =
         std::string(temporary != nullptr ? temporary : "/tmp") + "/paneld-gateway-XXXXXX";
     if (mkdtemp(folderName.data()) == nullptr) {
         fail(folderName);
     }
-    sandbox = std::filesystem::canonical(folderName).string();
+    sandbox_ = std::filesystem::canonical(folderName).string();
     makeControlBlock();
     makeQueue();
     makeOrdinaryFacts(panel);
 }
 
 Gateway::~Gateway() {
-    if (attached) {
+    if (attached_) {
         panel_gateway_attach(nullptr);
     }
-    if (buttonFd >= 0) {
-        ::close(buttonFd);
+    if (buttonFd_ >= 0) {
+        ::close(buttonFd_);
     }
-    msgctl(queueId, IPC_RMID, nullptr);
+    msgctl(queueId_, IPC_RMID, nullptr);
     // A thread of the attached program may still be in a call that works on the block.
-    if (!attached) {
-        munmap(block, sizeof(ControlBlock));
+    if (!attached_) {
+        munmap(block_, sizeof(ControlBlock));
     }
     std::error_code ignored;
-    std::filesystem::remove_all(sandbox, ignored);
+    std::filesystem::remove_all(sandbox_, ignored);
 }
 
 void Gateway::attach() {
     if (panel_gateway_attach == nullptr) {
         throw std::logic_error("this program is built without the interposer");
     }
-    block->clock.limit = never;
-    panel_gateway_attach(block);
-    attached = true;
+    block_->clock.limit = never;
+    panel_gateway_attach(block_);
+    attached_ = true;
 }
 
 std::string Gateway::place(std::string_view realPath) const {
-    return sandbox + std::string(realPath);
+    return sandbox_ + std::string(realPath);
 }
 
 void Gateway::makeControlBlock() {
-    const std::string file = sandbox + "/" + controlFileName;
+    const std::string file = sandbox_ + "/" + controlFileName;
     const Descriptor descriptor(file, O_RDWR | O_CREAT | O_EXCL);
     checked(ftruncate(descriptor.get(), sizeof(ControlBlock)), file);
     void* memory = mmap(nullptr, sizeof(ControlBlock), PROT_READ | PROT_WRITE, MAP_SHARED,
@@ -235,23 +235,23 @@ void Gateway::makeControlBlock() {
     if (memory == MAP_FAILED) {
         fail(file);
     }
-    block = new (memory) ControlBlock{};
-    block->size = sizeof(ControlBlock);
-    sandbox.copy(block->sandbox, sizeof block->sandbox - 1);
-    block->clock.mode = ClockMode::Virtual;
-    block->clock.limit = never;
-    block->clock.settledAt = -1;
-    block->magic = controlMagic;
+    block_ = new (memory) ControlBlock{};
+    block_->size = sizeof(ControlBlock);
+    sandbox_.copy(block_->sandbox, sizeof block_->sandbox - 1);
+    block_->clock.mode = ClockMode::Virtual;
+    block_->clock.limit = never;
+    block_->clock.settledAt = -1;
+    block_->magic = controlMagic;
 }
 
 // The key comes from the sandbox's own file; keys of others that happen to be equal are passed by.
 void Gateway::makeQueue() {
-    const std::string file = sandbox + "/" + controlFileName;
+    const std::string file = sandbox_ + "/" + controlFileName;
     for (int project = 1; project <= UCHAR_MAX; ++project) {
         const key_t key = ftok(file.c_str(), project);
-        queueId = msgget(key, IPC_CREAT | IPC_EXCL | 0600);
-        if (queueId >= 0) {
-            block->queueKey = key;
+        queueId_ = msgget(key, IPC_CREAT | IPC_EXCL | 0600);
+        if (queueId_ >= 0) {
+            block_->queueKey = key;
             return;
         }
         if (errno != EEXIST) {
@@ -292,32 +292,32 @@ void Gateway::makeOrdinaryFacts(Panel panel) {
 void Gateway::setClockMode(ClockMode mode) {
     const std::chrono::nanoseconds wall = wallClock();
     const std::chrono::nanoseconds uptime = monotonic();
-    block->clock.mode = mode;
-    block->clock.wallOffset = wall.count() - clockBase(block->clock, CLOCK_REALTIME);
-    block->clock.monotonicOffset = uptime.count() - clockBase(block->clock, CLOCK_MONOTONIC);
+    block_->clock.mode = mode;
+    block_->clock.wallOffset = wall.count() - clockBase(block_->clock, CLOCK_REALTIME);
+    block_->clock.monotonicOffset = uptime.count() - clockBase(block_->clock, CLOCK_MONOTONIC);
 }
 
 void Gateway::setWallClock(std::time_t seconds, std::chrono::nanoseconds fraction) {
-    block->clock.wallOffset = std::int64_t{seconds} * nanosecondsPerSecond + fraction.count() -
-                              clockBase(block->clock, CLOCK_REALTIME);
+    block_->clock.wallOffset = std::int64_t{seconds} * nanosecondsPerSecond + fraction.count() -
+                               clockBase(block_->clock, CLOCK_REALTIME);
 }
 
 void Gateway::setMonotonic(std::chrono::nanoseconds sinceStart) {
-    block->clock.monotonicOffset = sinceStart.count() - clockBase(block->clock, CLOCK_MONOTONIC);
+    block_->clock.monotonicOffset = sinceStart.count() - clockBase(block_->clock, CLOCK_MONOTONIC);
 }
 
 std::chrono::nanoseconds Gateway::wallClock() const {
-    return std::chrono::nanoseconds(block->clock.wallOffset +
-                                    clockBase(block->clock, CLOCK_REALTIME));
+    return std::chrono::nanoseconds(block_->clock.wallOffset +
+                                    clockBase(block_->clock, CLOCK_REALTIME));
 }
 
 std::chrono::nanoseconds Gateway::monotonic() const {
-    return std::chrono::nanoseconds(block->clock.monotonicOffset +
-                                    clockBase(block->clock, CLOCK_MONOTONIC));
+    return std::chrono::nanoseconds(block_->clock.monotonicOffset +
+                                    clockBase(block_->clock, CLOCK_MONOTONIC));
 }
 
 void Gateway::pass(std::chrono::nanoseconds duration) {
-    if (!attached) {
+    if (!attached_) {
         throw std::logic_error("pass needs an attached gateway");
     }
     panel_gateway_pass(duration.count());
@@ -327,8 +327,8 @@ void Gateway::pass(std::chrono::nanoseconds duration) {
 
 void Gateway::setPanel(Panel panel) {
     {
-        const std::lock_guard guard(block->factsLock);
-        block->facts.panel = panel;
+        const std::lock_guard guard(block_->factsLock);
+        block_->facts.panel = panel;
     }
     setFramebufferPresent(true);
     const Backlight fitted = fittedBacklight(panel);
@@ -338,8 +338,8 @@ void Gateway::setPanel(Panel panel) {
 }
 
 Panel Gateway::panel() const {
-    const std::lock_guard guard(block->factsLock);
-    return block->facts.panel;
+    const std::lock_guard guard(block_->factsLock);
+    return block_->facts.panel;
 }
 
 void Gateway::setFramebufferPresent(bool present) {
@@ -399,16 +399,16 @@ void Gateway::setBacklightPresent(Backlight which, bool present) {
 // --- Button ---
 
 void Gateway::setButtonPresent(bool present) {
-    if (buttonFd >= 0) {
-        ::close(buttonFd);
-        buttonFd = -1;
+    if (buttonFd_ >= 0) {
+        ::close(buttonFd_);
+        buttonFd_ = -1;
     }
     removeFile(button);
     if (present) {
         std::filesystem::create_directories(place("/dev/input"));
         checked(mkfifo(place(button).c_str(), 0600), button);
         // Open for as long as the device is there, so that events wait for their reader.
-        buttonFd = checked(::open(place(button).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC), button);
+        buttonFd_ = checked(::open(place(button).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC), button);
     }
 }
 
@@ -431,12 +431,12 @@ void Gateway::sendEvent(std::uint16_t type, std::uint16_t code, std::int32_t val
 }
 
 void Gateway::sendEventBytes(std::string_view bytes) {
-    writeAll(buttonFd, bytes, button);
+    writeAll(buttonFd_, bytes, button);
 }
 
 void Gateway::dropEvents() {
     std::array<char, pageSize> bytes;
-    while (::read(buttonFd, bytes.data(), bytes.size()) > 0) {
+    while (::read(buttonFd_, bytes.data(), bytes.size()) > 0) {
     }
 }
 
@@ -479,7 +479,7 @@ void Gateway::writeChannels(std::initializer_list<Channel> channels) {
 void Gateway::writeFile(std::string_view realPath, std::string_view contents,
                         std::optional<std::time_t> modified) {
     const std::string target = place(realPath);
-    const std::string draft = sandbox + "/draft";
+    const std::string draft = sandbox_ + "/draft";
     std::filesystem::create_directories(std::filesystem::path(target).parent_path());
     {
         const Descriptor file(draft, O_WRONLY | O_CREAT | O_TRUNC);
@@ -516,7 +516,7 @@ std::optional<std::string> Gateway::readFile(std::string_view realPath) const {
 }
 
 std::time_t Gateway::nextStamp() {
-    return ++lastStamp;
+    return ++lastStamp_;
 }
 
 // --- Network ---
@@ -526,8 +526,8 @@ void Gateway::setInterface(std::string_view interfaceName, std::string_view addr
     InterfaceEntry entry = interfaceEntry(interfaceName, AF_INET);
     parseAddress(address, entry.address);
     parseAddress(netmask, entry.netmask);
-    const std::lock_guard guard(block->factsLock);
-    auto& entries = block->facts.interfaces;
+    const std::lock_guard guard(block_->factsLock);
+    auto& entries = block_->facts.interfaces;
     auto* found =
         std::find_if(std::begin(entries), std::end(entries),
                      [&](const InterfaceEntry& other) { return isIpv4Of(other, interfaceName); });
@@ -542,8 +542,8 @@ void Gateway::setInterface(std::string_view interfaceName, std::string_view addr
 }
 
 void Gateway::removeInterface(std::string_view interfaceName) {
-    const std::lock_guard guard(block->factsLock);
-    for (InterfaceEntry& entry : block->facts.interfaces) {
+    const std::lock_guard guard(block_->factsLock);
+    for (InterfaceEntry& entry : block_->facts.interfaces) {
         if (interfaceName == entry.name) {
             entry = {};
         }
@@ -551,9 +551,9 @@ void Gateway::removeInterface(std::string_view interfaceName) {
 }
 
 bool Gateway::hasInterface(std::string_view interfaceName) const {
-    const std::lock_guard guard(block->factsLock);
+    const std::lock_guard guard(block_->factsLock);
     return std::any_of(
-        std::begin(block->facts.interfaces), std::end(block->facts.interfaces),
+        std::begin(block_->facts.interfaces), std::end(block_->facts.interfaces),
         [interfaceName](const InterfaceEntry& entry) { return isIpv4Of(entry, interfaceName); });
 }
 
@@ -561,10 +561,10 @@ void Gateway::setInterfaceEntries(std::span<const InterfaceEntry> entries) {
     if (entries.size() > interfaceCount) {
         throw std::length_error("too many interfaces");
     }
-    const std::lock_guard guard(block->factsLock);
-    std::fill(std::begin(block->facts.interfaces), std::end(block->facts.interfaces),
+    const std::lock_guard guard(block_->factsLock);
+    std::fill(std::begin(block_->facts.interfaces), std::end(block_->facts.interfaces),
               InterfaceEntry{});
-    std::copy(entries.begin(), entries.end(), block->facts.interfaces);
+    std::copy(entries.begin(), entries.end(), block_->facts.interfaces);
 }
 
 // --- TF card ---
@@ -591,8 +591,8 @@ bool Gateway::tfInserted() const {
 }
 
 void Gateway::setTfFigures(const TfFigures& figures) {
-    const std::lock_guard guard(block->factsLock);
-    block->facts.tf = figures;
+    const std::lock_guard guard(block_->factsLock);
+    block_->facts.tf = figures;
 }
 
 void Gateway::setTfMegabytes(std::uint32_t freeMb, std::uint32_t totalMb) {
@@ -615,13 +615,13 @@ bool Gateway::modemPresent() const {
 }
 
 void Gateway::editModem(const std::function<void(ModemFacts&)>& edit) {
-    const std::lock_guard guard(block->factsLock);
-    edit(block->facts.modem);
+    const std::lock_guard guard(block_->factsLock);
+    edit(block_->facts.modem);
 }
 
 ModemFacts Gateway::modem() const {
-    const std::lock_guard guard(block->factsLock);
-    return block->facts.modem;
+    const std::lock_guard guard(block_->factsLock);
+    return block_->facts.modem;
 }
 
 namespace {
@@ -670,10 +670,10 @@ void Gateway::scriptModem(std::initializer_list<Reply> replies) {
 
 std::vector<Utterance> Gateway::transcript() const {
     std::vector<Utterance> utterances;
-    const std::uint32_t total = block->transcript.total;
+    const std::uint32_t total = block_->transcript.total;
     for (std::uint32_t i = total - std::min<std::uint32_t>(total, transcriptCount); i < total;
          ++i) {
-        const TranscriptEntry& entry = block->transcript.entries[i % transcriptCount];
+        const TranscriptEntry& entry = block_->transcript.entries[i % transcriptCount];
         utterances.push_back({std::chrono::nanoseconds(entry.at), entry.fromModem != 0,
                               std::string(entry.bytes, entry.length)});
     }
@@ -697,15 +697,15 @@ std::string Gateway::sentByModem() const {
 }
 
 void Gateway::clearTranscript() {
-    block->transcript.total = 0;
+    block_->transcript.total = 0;
 }
 
 std::vector<LineSettings> Gateway::lineSettings() const {
     std::vector<LineSettings> settings;
-    const std::uint32_t total = block->lineSettingsTotal;
+    const std::uint32_t total = block_->lineSettingsTotal;
     for (std::uint32_t i = total - std::min<std::uint32_t>(total, lineSettingsCount); i < total;
          ++i) {
-        settings.push_back(block->lineSettings[i % lineSettingsCount]);
+        settings.push_back(block_->lineSettings[i % lineSettingsCount]);
     }
     return settings;
 }
@@ -726,19 +726,19 @@ bool Gateway::sendLogBytes(std::string_view bytes, long type) {
         throw std::length_error("log message too long");
     }
     bytes.copy(message.text.data(), bytes.size());
-    return msgsnd(queueId, &message, bytes.size(), IPC_NOWAIT) == 0;
+    return msgsnd(queueId_, &message, bytes.size(), IPC_NOWAIT) == 0;
 }
 
 std::size_t Gateway::logLinesWaiting() const {
     msqid_ds status{};
-    checked(msgctl(queueId, IPC_STAT, &status), "message queue");
+    checked(msgctl(queueId_, IPC_STAT, &status), "message queue");
     return status.msg_qnum;
 }
 
 bool Gateway::takeLogLine() {
     LogMessage message{};
     // Not the library's call, which counts as the daemon's.
-    return syscall(SYS_msgrcv, queueId, &message, message.text.size(), 0,
+    return syscall(SYS_msgrcv, queueId_, &message, message.text.size(), 0,
                    IPC_NOWAIT | MSG_NOERROR) >= 0;
 }
 
@@ -746,26 +746,26 @@ bool Gateway::takeLogLine() {
 
 std::uint64_t Gateway::calls(Call call) const {
     std::uint64_t sum = 0;
-    for (const auto& count : block->calls[static_cast<std::size_t>(call)]) {
+    for (const auto& count : block_->calls[static_cast<std::size_t>(call)]) {
         sum += count;
     }
     return sum;
 }
 
 std::uint64_t Gateway::calls(Call call, Path path) const {
-    return block->calls[static_cast<std::size_t>(call)][static_cast<std::size_t>(path)];
+    return block_->calls[static_cast<std::size_t>(call)][static_cast<std::size_t>(path)];
 }
 
 std::uint64_t Gateway::calls(Path path) const {
     std::uint64_t sum = 0;
-    for (const auto& row : block->calls) {
+    for (const auto& row : block_->calls) {
         sum += row[static_cast<std::size_t>(path)];
     }
     return sum;
 }
 
 void Gateway::resetCounters() {
-    for (auto& row : block->calls) {
+    for (auto& row : block_->calls) {
         for (auto& count : row) {
             count = 0;
         }
@@ -773,21 +773,21 @@ void Gateway::resetCounters() {
 }
 
 int Gateway::lastOpenFlags(Path path) const {
-    return block->lastOpenFlags[static_cast<std::size_t>(path)];
+    return block_->lastOpenFlags[static_cast<std::size_t>(path)];
 }
 
 std::uint32_t Gateway::popenCount() const {
-    return block->popen.count;
+    return block_->popen.count;
 }
 
 std::string Gateway::lastPopen() const {
-    return block->popen.lastCommand;
+    return block_->popen.lastCommand;
 }
 
 // --- Faults ---
 
 FaultId Gateway::failCall(Call call, int error, std::uint32_t nth, bool persistent, Path path) {
-    for (Fault& fault : block->faults) {
+    for (Fault& fault : block_->faults) {
         if (fault.armed != 0) {
             continue;
         }
@@ -799,17 +799,17 @@ FaultId Gateway::failCall(Call call, int error, std::uint32_t nth, bool persiste
         fault.seen = 0;
         fault.hits = 0;
         fault.armed = 1;
-        return static_cast<FaultId>(&fault - block->faults);
+        return static_cast<FaultId>(&fault - block_->faults);
     }
     throw std::length_error("too many planned faults");
 }
 
 std::uint32_t Gateway::faultHits(FaultId fault) const {
-    return block->faults[fault].hits;
+    return block_->faults[fault].hits;
 }
 
 void Gateway::clearFaults() {
-    for (Fault& fault : block->faults) {
+    for (Fault& fault : block_->faults) {
         fault.armed = 0;
     }
 }

@@ -77,9 +77,9 @@ class Gateway {
     // free: sleeping advances it at once. Throws when the program lacks the interposer.
     void attach();
 
-    const std::string& folder() const { return sandbox; }
-    ControlBlock& control() { return *block; }
-    const ControlBlock& control() const { return *block; }
+    const std::string& folder() const { return sandbox_; }
+    ControlBlock& control() { return *block_; }
+    const ControlBlock& control() const { return *block_; }
 
     // The place in the sandbox that stands for an absolute path of the real gateway.
     std::string place(std::string_view realPath) const;
@@ -193,7 +193,7 @@ class Gateway {
 
     // --- Message queue ---
 
-    int queueKey() const { return block->queueKey; }
+    int queueKey() const { return block_->queueKey; }
     // Sends a line as another process of the gateway would; a NUL ends it when it is shorter than
     // 68 bytes. False when the queue refuses it.
     bool sendLogLine(std::string_view text, long type = 1);
@@ -233,12 +233,12 @@ class Gateway {
     void makeOrdinaryFacts(Panel panel);
     std::time_t nextStamp();
 
-    std::string sandbox;
-    ControlBlock* block = nullptr;
-    int queueId = -1;
-    int buttonFd = -1;
-    std::time_t lastStamp;
-    bool attached = false;
+    std::string sandbox_;
+    ControlBlock* block_ = nullptr;
+    int queueId_ = -1;
+    int buttonFd_ = -1;
+    std::time_t lastStamp_;
+    bool attached_ = false;
 };
 
 } // namespace sim

@@ -185,35 +185,35 @@ int countCall(ControlBlock& block, Call call, Path path) {
 // A redirected place as one call meets it.
 class Redirection {
   public:
-    Redirection(Call call, const char* realPath) : id(recognise(realPath)) {
-        if (id == Path::None) {
+    Redirection(Call call, const char* realPath) : id_(recognise(realPath)) {
+        if (id_ == Path::None) {
             return;
         }
         ControlBlock* gateway = attachedBlock();
         if (gateway == nullptr) {
-            error = ENOENT;
+            error_ = ENOENT;
             return;
         }
-        error = countCall(*gateway, call, id);
-        std::snprintf(text.data(), text.size(), "%s%s", gateway->sandbox, realPath);
+        error_ = countCall(*gateway, call, id_);
+        std::snprintf(text_.data(), text_.size(), "%s%s", gateway->sandbox, realPath);
     }
 
-    bool applies() const { return id != Path::None; }
-    Path path() const { return id; }
-    const char* place() const { return text.data(); }
+    bool applies() const { return id_ != Path::None; }
+    Path path() const { return id_; }
+    const char* place() const { return text_.data(); }
 
     // True when the call has to fail; sets errno then.
     bool fails() const {
-        if (error != 0) {
-            errno = error;
+        if (error_ != 0) {
+            errno = error_;
         }
-        return error != 0;
+        return error_ != 0;
     }
 
   private:
-    Path id;
-    int error = 0;
-    std::array<char, 1024> text{};
+    Path id_;
+    int error_ = 0;
+    std::array<char, 1024> text_{};
 };
 
 // --- Descriptors of the gateway ---

@@ -17,9 +17,9 @@ constexpr std::string_view lineEnd = "\r\n";
 class Text {
   public:
     void add(std::string_view part) {
-        const std::size_t count = std::min(part.size(), text.size() - length);
-        std::memcpy(text.data() + length, part.data(), count);
-        length += count;
+        const std::size_t count = std::min(part.size(), text_.size() - length_);
+        std::memcpy(text_.data() + length_, part.data(), count);
+        length_ += count;
     }
 
     void addNumber(std::int32_t value, unsigned padding = 0) {
@@ -31,11 +31,11 @@ class Text {
         add(digits.data());
     }
 
-    std::string_view view() const { return {text.data(), length}; }
+    std::string_view view() const { return {text_.data(), length_}; }
 
   private:
-    std::array<char, answerSize> text;
-    std::size_t length = 0;
+    std::array<char, answerSize> text_;
+    std::size_t length_ = 0;
 };
 
 struct CommandName {
@@ -154,18 +154,18 @@ Nanoseconds microseconds(std::uint32_t count) {
 
 void Modem::opened(const ModemFacts& facts, Nanoseconds now) {
     std::size_t lost = 0;
-    while (lost < pieceTotal && pieces[lost].due <= now) {
+    while (lost < pieceTotal_ && pieces_[lost].due <= now) {
         ++lost;
     }
-    std::move(pieces.begin() + static_cast<std::ptrdiff_t>(lost),
-              pieces.begin() + static_cast<std::ptrdiff_t>(pieceTotal), pieces.begin());
-    pieceTotal -= lost;
-    lineLength = 0;
-    csqAnswers = 0;
-    modeAnswers = 0;
-    chatterPeriod = microseconds(facts.chatterPeriodUs);
-    chatterDue = chatterPeriod > 0 ? now + chatterPeriod : never;
-    std::memcpy(chatterText.data(), facts.chatter, chatterText.size());
+    std::move(pieces_.begin() + static_cast<std::ptrdiff_t>(lost),
+              pieces_.begin() + static_cast<std::ptrdiff_t>(pieceTotal_), pieces_.begin());
+    pieceTotal_ -= lost;
+    lineLength_ = 0;
+    csqAnswers_ = 0;
+    modeAnswers_ = 0;
+    chatterPeriod_ = microseconds(facts.chatterPeriodUs);
+    chatterDue_ = chatterPeriod_ > 0 ? now + chatterPeriod_ : never;
+    std::memcpy(chatterText_.data(), facts.chatter, chatterText_.size());
 }
 
 void Modem::feed(const ModemFacts& facts, std::string_view bytes, Nanoseconds now) {
@@ -174,22 +174,22 @@ void Modem::feed(const ModemFacts& facts, std::string_view bytes, Nanoseconds no
         addResult(text, facts.unsolicited);
         schedule(text.view(), now + microseconds(facts.unsolicitedDelayUs));
     }
-    if (lineLength == 0 && answerFromScript(facts, trimmed(bytes), now)) {
+    if (lineLength_ == 0 && answerFromScript(facts, trimmed(bytes), now)) {
         return;
     }
     Nanoseconds at = now;
     Nanoseconds gap = microseconds(facts.answerDelayUs);
     for (const char c : bytes) {
         if (c != '\r' && c != '\n') {
-            line[lineLength] = c;
-            lineLength = std::min(lineLength + 1, lineSize - 1);
+            line_[lineLength_] = c;
+            lineLength_ = std::min(lineLength_ + 1, lineSize - 1);
             continue;
         }
-        if (lineLength > 0) {
+        if (lineLength_ > 0) {
             at += gap;
-            answerLine(facts, {line.data(), lineLength}, now, at);
+            answerLine(facts, {line_.data(), lineLength_}, now, at);
             gap = microseconds(facts.commandGapUs);
-            lineLength = 0;
+            lineLength_ = 0;
         }
     }
 }
@@ -221,11 +221,11 @@ std::int32_t Modem::numberFor(const ModemFacts& facts, Command command) {
     case Command::Creg:
         return facts.registration;
     case Command::Csq:
-        return csqAnswers++ < facts.csqLeadingZeros ? 0 : facts.csq;
+        return csqAnswers_++ < facts.csqLeadingZeros ? 0 : facts.csq;
     case Command::Cnsmod:
-        return modeAnswers++ < facts.modeLeadingZeros ? 0 : facts.networkMode;
+        return modeAnswers_++ < facts.modeLeadingZeros ? 0 : facts.networkMode;
     case Command::Sysinfo:
-        return modeAnswers++ < facts.modeLeadingZeros ? 0 : facts.systemMode;
+        return modeAnswers_++ < facts.modeLeadingZeros ? 0 : facts.systemMode;
     default:
         return -1;
     }
@@ -234,16 +234,16 @@ std::int32_t Modem::numberFor(const ModemFacts& facts, Command command) {
 // Answers from the first script row of this command that is not used up; false without one.
 bool Modem::answerFromScript(const ModemFacts& facts, std::string_view command, Nanoseconds now) {
     const ModemScript& script = facts.script;
-    if (script.generation != scriptGeneration) {
-        scriptGeneration = script.generation;
-        scriptUses.fill(0);
+    if (script.generation != scriptGeneration_) {
+        scriptGeneration_ = script.generation;
+        scriptUses_.fill(0);
     }
     for (std::size_t i = 0; i < script.rowCount; ++i) {
         const ScriptRow& row = script.rows[i];
-        if (command != row.command || (row.uses != 0 && scriptUses[i] >= row.uses)) {
+        if (command != row.command || (row.uses != 0 && scriptUses_[i] >= row.uses)) {
             continue;
         }
-        ++scriptUses[i];
+        ++scriptUses_[i];
         Nanoseconds at = now;
         for (std::size_t step = row.firstStep; step < row.firstStep + row.stepCount; ++step) {
             const ScriptStep& reply = script.steps[step];
@@ -278,36 +278,36 @@ void Modem::schedule(std::string_view bytes, Nanoseconds due) {
 
 // Keeps the pieces ascending by time, and those of one moment in the order they were given.
 void Modem::insert(const Piece& piece) {
-    if (pieceTotal == pieceCount) {
-        ++droppedPieces;
+    if (pieceTotal_ == pieceCount) {
+        ++droppedPieces_;
         return;
     }
-    std::size_t at = pieceTotal;
-    for (; at > 0 && pieces[at - 1].due > piece.due; --at) {
-        pieces[at] = pieces[at - 1];
+    std::size_t at = pieceTotal_;
+    for (; at > 0 && pieces_[at - 1].due > piece.due; --at) {
+        pieces_[at] = pieces_[at - 1];
     }
-    pieces[at] = piece;
-    ++pieceTotal;
+    pieces_[at] = piece;
+    ++pieceTotal_;
 }
 
 Nanoseconds Modem::nextDue() const {
-    return std::min(pieceTotal > 0 ? pieces[0].due : never, chatterDue);
+    return std::min(pieceTotal_ > 0 ? pieces_[0].due : never, chatterDue_);
 }
 
 bool Modem::take(Nanoseconds now, ModemChunk& chunk) {
     if (nextDue() > now) {
         return false;
     }
-    if (chatterDue < never && chatterDue == nextDue()) {
-        chunk = {chatterDue, false, {chatterText.data(), std::strlen(chatterText.data())}};
-        chatterDue += chatterPeriod;
+    if (chatterDue_ < never && chatterDue_ == nextDue()) {
+        chunk = {chatterDue_, false, {chatterText_.data(), std::strlen(chatterText_.data())}};
+        chatterDue_ += chatterPeriod_;
         return true;
     }
-    taken = pieces[0];
-    std::move(pieces.begin() + 1, pieces.begin() + static_cast<std::ptrdiff_t>(pieceTotal),
-              pieces.begin());
-    --pieceTotal;
-    chunk = {taken.due, taken.hangUp, {taken.bytes.data(), taken.length}};
+    taken_ = pieces_[0];
+    std::move(pieces_.begin() + 1, pieces_.begin() + static_cast<std::ptrdiff_t>(pieceTotal_),
+              pieces_.begin());
+    --pieceTotal_;
+    chunk = {taken_.due, taken_.hangUp, {taken_.bytes.data(), taken_.length}};
     return true;
 }
 

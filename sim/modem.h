@@ -143,7 +143,7 @@ class Modem {
     bool take(Nanoseconds now, ModemChunk& chunk);
 
     // Pieces that found the schedule full and were lost; 0 in a sane test.
-    std::uint32_t dropped() const { return droppedPieces; }
+    std::uint32_t dropped() const { return droppedPieces_; }
 
   private:
     static constexpr std::size_t pieceSize = 240;
@@ -165,19 +165,19 @@ class Modem {
     void scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds due);
     void insert(const Piece& piece);
 
-    std::array<Piece, pieceCount> pieces{}; // ascending by `due`
-    std::size_t pieceTotal = 0;
-    Piece taken{};
-    std::array<char, lineSize> line{};
-    std::size_t lineLength = 0;
-    std::uint32_t csqAnswers = 0;
-    std::uint32_t modeAnswers = 0;
-    std::uint32_t scriptGeneration = 0;
-    std::array<std::uint16_t, scriptRowCount> scriptUses{};
-    Nanoseconds chatterDue = never;
-    Nanoseconds chatterPeriod = 0;
-    std::array<char, modemTextSize> chatterText{};
-    std::uint32_t droppedPieces = 0;
+    std::array<Piece, pieceCount> pieces_{}; // ascending by `due`
+    std::size_t pieceTotal_ = 0;
+    Piece taken_{};
+    std::array<char, lineSize> line_{};
+    std::size_t lineLength_ = 0;
+    std::uint32_t csqAnswers_ = 0;
+    std::uint32_t modeAnswers_ = 0;
+    std::uint32_t scriptGeneration_ = 0;
+    std::array<std::uint16_t, scriptRowCount> scriptUses_{};
+    Nanoseconds chatterDue_ = never;
+    Nanoseconds chatterPeriod_ = 0;
+    std::array<char, modemTextSize> chatterText_{};
+    std::uint32_t droppedPieces_ = 0;
 };
 
 } // namespace sim

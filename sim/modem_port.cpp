@@ -102,16 +102,16 @@ int ModemPort::open(ControlBlock& block, int flags) {
         errno = ENOENT;
         return -1;
     }
-    if (master < 0 && !makeLine()) {
+    if (master_ < 0 && !makeLine()) {
         return -1;
     }
     std::array<char, 64> slave{};
-    if (ptsname_r(master, slave.data(), slave.size()) != 0) {
+    if (ptsname_r(master_, slave.data(), slave.size()) != 0) {
         return -1;
     }
     const int descriptor = nextOpen(slave.data(), flags);
     const std::lock_guard guard(block.factsLock);
-    modem.opened(block.facts.modem, monotonicNow(block));
+    modem_.opened(block.facts.modem, monotonicNow(block));
     return descriptor;
 }
 
@@ -120,53 +120,53 @@ bool ModemPort::makeLine() {
     if (made < 0) {
         return false;
     }
-    master = fcntl(made, F_DUPFD_CLOEXEC, lowestMaster);
+    master_ = fcntl(made, F_DUPFD_CLOEXEC, lowestMaster);
     nextClose(made);
-    if (master < 0) {
+    if (master_ < 0) {
         return false;
     }
-    writtenBytes = 0;
-    heardBytes = 0;
-    fcntl(master, F_SETFL, O_NONBLOCK);
-    return grantpt(master) == 0 && unlockpt(master) == 0;
+    writtenBytes_ = 0;
+    heardBytes_ = 0;
+    fcntl(master_, F_SETFL, O_NONBLOCK);
+    return grantpt(master_) == 0 && unlockpt(master_) == 0;
 }
 
 void ModemPort::closed() {
-    if (master >= 0) {
-        nextClose(master);
-        master = -1;
+    if (master_ >= 0) {
+        nextClose(master_);
+        master_ = -1;
     }
 }
 
 // Reads what the daemon wrote from the far side. The kernel carries it there in its own time.
 void ModemPort::hearWrites(ControlBlock& block) {
     std::array<char, 1024> bytes;
-    pollfd poller{master, POLLIN, 0};
-    while (master >= 0 && poll(&poller, 1, heardBytes < writtenBytes ? carryPatience : 0) > 0) {
-        const ssize_t count = read(master, bytes.data(), bytes.size());
+    pollfd poller{master_, POLLIN, 0};
+    while (master_ >= 0 && poll(&poller, 1, heardBytes_ < writtenBytes_ ? carryPatience : 0) > 0) {
+        const ssize_t count = read(master_, bytes.data(), bytes.size());
         if (count <= 0) {
             break;
         }
-        heardBytes += static_cast<std::size_t>(count);
+        heardBytes_ += static_cast<std::size_t>(count);
         const std::string_view heard(bytes.data(), static_cast<std::size_t>(count));
         record(block, false, heard);
         const std::lock_guard guard(block.factsLock);
-        modem.feed(block.facts.modem, heard, monotonicNow(block));
+        modem_.feed(block.facts.modem, heard, monotonicNow(block));
     }
-    heardBytes = writtenBytes;
+    heardBytes_ = writtenBytes_;
 }
 
 void ModemPort::exchange(ControlBlock& block, int descriptor) {
     hearWrites(block);
     ModemChunk chunk{};
-    while (modem.take(monotonicNow(block), chunk)) {
+    while (modem_.take(monotonicNow(block), chunk)) {
         deliver(block, descriptor, chunk);
     }
-    block.modemDropped = modem.dropped();
+    block.modemDropped = modem_.dropped();
 }
 
 void ModemPort::deliver(ControlBlock& block, int descriptor, const ModemChunk& chunk) {
-    if (master < 0) {
+    if (master_ < 0) {
         return;
     }
     if (chunk.hangUp) {
@@ -175,7 +175,7 @@ void ModemPort::deliver(ControlBlock& block, int descriptor, const ModemChunk& c
     }
     record(block, true, chunk.bytes);
     const int before = waitingInput(descriptor);
-    const ssize_t written = nextWrite(master, chunk.bytes.data(), chunk.bytes.size());
+    const ssize_t written = nextWrite(master_, chunk.bytes.data(), chunk.bytes.size());
     if (written > 0 && !inLineMode(descriptor)) {
         awaitInput(descriptor, std::min(before + static_cast<int>(written), terminalCapacity));
     }
@@ -191,7 +191,7 @@ bool ModemPort::waitReadable(ControlBlock& block, int descriptor, Nanoseconds de
         if (now >= deadline) {
             return false;
         }
-        sleepFor(block, std::min(deadline, modem.nextDue()) - now);
+        sleepFor(block, std::min(deadline, modem_.nextDue()) - now);
     }
 }
 

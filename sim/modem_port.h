@@ -24,7 +24,7 @@ class ModemPort {
     void closed();
 
     // A write of so many bytes has gone into the slave side.
-    void wrote(std::size_t count) { writtenBytes += count; }
+    void wrote(std::size_t count) { writtenBytes_ += count; }
 
     // Lets the modem hear everything written, and what it has said by now arrive.
     void exchange(ControlBlock& block, int descriptor);
@@ -38,10 +38,10 @@ class ModemPort {
     void hearWrites(ControlBlock& block);
     void deliver(ControlBlock& block, int descriptor, const ModemChunk& chunk);
 
-    Modem modem;
-    int master = -1;
-    std::size_t writtenBytes = 0;
-    std::size_t heardBytes = 0;
+    Modem modem_;
+    int master_ = -1;
+    std::size_t writtenBytes_ = 0;
+    std::size_t heardBytes_ = 0;
 };
 
 } // namespace sim

@@ -10,20 +10,20 @@ namespace sim {
 
 class NextSymbol {
   public:
-    explicit constexpr NextSymbol(const char* symbol) : symbolName(symbol) {}
+    explicit constexpr NextSymbol(const char* symbol) : symbolName_(symbol) {}
 
     void* find() {
-        void* found = address.load(std::memory_order_acquire);
+        void* found = address_.load(std::memory_order_acquire);
         if (found == nullptr) {
-            found = dlsym(RTLD_NEXT, symbolName);
-            address.store(found, std::memory_order_release);
+            found = dlsym(RTLD_NEXT, symbolName_);
+            address_.store(found, std::memory_order_release);
         }
         return found;
     }
 
   private:
-    const char* symbolName;
-    std::atomic<void*> address{nullptr};
+    const char* symbolName_;
+    std::atomic<void*> address_{nullptr};
 };
 
 // `constinit NextCall<int(const char*, int)> nextAccess{"access"};` is called like the function.

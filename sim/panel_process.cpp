@@ -93,32 +93,32 @@ void drain(int descriptor, std::string& text) {
 
 PanelProcess::PanelProcess(Gateway& owner, std::string binary, std::string interposer,
                            ProcessOptions given)
-    : gateway(owner), options(std::move(given)) {
-    Clock& clock = gateway.control().clock;
+    : gateway_(owner), options_(std::move(given)) {
+    Clock& clock = gateway_.control().clock;
     clock.limit = clock.now.load();
     clock.settledAt = -1;
-    gateway.control().exitRequested = 0;
+    gateway_.control().exitRequested = 0;
     start(binary, interposer);
 }
 
 PanelProcess::~PanelProcess() {
     if (running()) {
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
     }
-    ::close(outputPipe);
-    ::close(errorPipe);
+    ::close(outputPipe_);
+    ::close(errorPipe_);
 }
 
 void PanelProcess::start(const std::string& binary, const std::string& interposer) {
     std::vector<std::pair<std::string, std::string>> variables = {
-        {gatewayVariable, gateway.folder()},
+        {gatewayVariable, gateway_.folder()},
         {"LD_PRELOAD", interposer},
-        {"TZ", options.timeZone},
+        {"TZ", options_.timeZone},
         // A program built with ASan otherwise refuses a preloaded object before its runtime.
         {"ASAN_OPTIONS", valueOf("ASAN_OPTIONS") + ":verify_asan_link_order=0"},
     };
-    variables.insert(variables.end(), options.environment.begin(), options.environment.end());
+    variables.insert(variables.end(), options_.environment.begin(), options_.environment.end());
     std::vector<std::string> texts = environmentWith(variables);
     std::vector<char*> environment;
     for (std::string& text : texts) {
@@ -131,8 +131,8 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
     const Pipe error;
     const pid_t harness = getpid();
 
-    child = fork();
-    if (child == 0) {
+    child_ = fork();
+    if (child_ == 0) {
         // Only calls that are safe after a fork of a threaded program.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (getppid() != harness) {
@@ -146,9 +146,9 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
     const int forkError = errno;
     ::close(output.ends[1]);
     ::close(error.ends[1]);
-    outputPipe = output.ends[0];
-    errorPipe = error.ends[0];
-    if (child < 0) {
+    outputPipe_ = output.ends[0];
+    errorPipe_ = error.ends[0];
+    if (child_ < 0) {
         throw std::system_error(forkError, std::generic_category(), "fork");
     }
 }
@@ -156,7 +156,7 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
 // --- Time ---
 
 PanelProcess::Wait PanelProcess::advance(std::chrono::nanoseconds duration) {
-    Clock& clock = gateway.control().clock;
+    Clock& clock = gateway_.control().clock;
     if (clock.mode == ClockMode::Real) {
         const auto end = realNow() + duration;
         while (realNow() < end && running()) {
@@ -174,8 +174,8 @@ PanelProcess::Wait PanelProcess::advance(std::chrono::nanoseconds duration) {
 
 // Waits until all threads sleep beyond `target`.
 PanelProcess::Wait PanelProcess::waitFor(Nanoseconds target) {
-    Clock& clock = gateway.control().clock;
-    const auto end = realNow() + options.patience;
+    Clock& clock = gateway_.control().clock;
+    const auto end = realNow() + options_.patience;
     const timespec period = toTimespec(lookPeriod);
     for (;;) {
         const std::uint32_t sequence = clock.settleSequence;
@@ -197,9 +197,9 @@ PanelProcess::Wait PanelProcess::waitFor(Nanoseconds target) {
 
 // In real time: waits for so many more sleeps of the page loop.
 PanelProcess::Wait PanelProcess::waitSleeps(std::uint64_t sleeps) {
-    const std::uint64_t target = gateway.control().sleeps.main + sleeps;
-    const auto end = realNow() + options.patience;
-    while (gateway.control().sleeps.main < target) {
+    const std::uint64_t target = gateway_.control().sleeps.main + sleeps;
+    const auto end = realNow() + options_.patience;
+    while (gateway_.control().sleeps.main < target) {
         collect();
         if (!running()) {
             return Wait::Exited;
@@ -213,13 +213,13 @@ PanelProcess::Wait PanelProcess::waitSleeps(std::uint64_t sleeps) {
 }
 
 PanelProcess::Wait PanelProcess::settle(unsigned sleeps) {
-    if (gateway.control().clock.mode == ClockMode::Real) {
+    if (gateway_.control().clock.mode == ClockMode::Real) {
         return waitSleeps(sleeps);
     }
     Wait wait = advance({});
-    const std::uint64_t target = gateway.control().sleeps.main + sleeps;
+    const std::uint64_t target = gateway_.control().sleeps.main + sleeps;
     for (auto passed = std::chrono::nanoseconds{}; passed < settlePatience; passed += settleStep) {
-        if (wait != Wait::Settled || gateway.control().sleeps.main >= target) {
+        if (wait != Wait::Settled || gateway_.control().sleeps.main >= target) {
             return wait;
         }
         wait = advance(settleStep);
@@ -228,19 +228,19 @@ PanelProcess::Wait PanelProcess::settle(unsigned sleeps) {
 }
 
 PanelProcess::Wait PanelProcess::press(std::chrono::milliseconds held) {
-    gateway.press();
+    gateway_.press();
     const Wait wait = advance(held);
     if (wait != Wait::Settled) {
         return wait;
     }
-    gateway.release();
+    gateway_.release();
     return settle();
 }
 
 // --- End ---
 
 std::optional<int> PanelProcess::exitNormally() {
-    ControlBlock& control = gateway.control();
+    ControlBlock& control = gateway_.control();
     control.exitRequested = 1;
     ++control.clock.wakeSequence;
     futexWakeAll(control.clock.wakeSequence);
@@ -248,50 +248,50 @@ std::optional<int> PanelProcess::exitNormally() {
 }
 
 std::optional<int> PanelProcess::waitExit() {
-    const auto end = realNow() + options.patience;
+    const auto end = realNow() + options_.patience;
     while (running() && realNow() < end) {
         collect();
         realSleep(lookPeriod);
     }
     collect();
-    return exitStatus;
+    return exitStatus_;
 }
 
 void PanelProcess::signal(int number) {
     if (running()) {
-        kill(child, number);
+        kill(child_, number);
     }
 }
 
 bool PanelProcess::running() {
     int status = 0;
-    if (!exitStatus && waitpid(child, &status, WNOHANG) == child) {
-        exitStatus = status;
+    if (!exitStatus_ && waitpid(child_, &status, WNOHANG) == child_) {
+        exitStatus_ = status;
     }
-    return !exitStatus;
+    return !exitStatus_;
 }
 
 // --- Output ---
 
 void PanelProcess::collect() {
-    drain(outputPipe, outputText);
-    drain(errorPipe, errorText);
+    drain(outputPipe_, outputText_);
+    drain(errorPipe_, errorText_);
 }
 
 const std::string& PanelProcess::output() {
     collect();
-    return outputText;
+    return outputText_;
 }
 
 const std::string& PanelProcess::errors() {
     collect();
-    return errorText;
+    return errorText_;
 }
 
 void PanelProcess::clearOutput() {
     collect();
-    outputText.clear();
-    errorText.clear();
+    outputText_.clear();
+    errorText_.clear();
 }
 
 } // namespace sim

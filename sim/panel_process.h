@@ -62,9 +62,9 @@ class PanelProcess {
     void signal(int number);
 
     bool running();
-    pid_t pid() const { return child; }
+    pid_t pid() const { return child_; }
     // Status as waitpid gives it once the process has ended.
-    std::optional<int> status() const { return exitStatus; }
+    std::optional<int> status() const { return exitStatus_; }
 
     // Takes what the process has written so far out of its pipes. The waits above do so; call it
     // when none of them is used, before the pipe is full.
@@ -79,14 +79,14 @@ class PanelProcess {
     Wait waitFor(Nanoseconds target);
     Wait waitSleeps(std::uint64_t sleeps);
 
-    Gateway& gateway;
-    ProcessOptions options;
-    pid_t child = -1;
-    int outputPipe = -1;
-    int errorPipe = -1;
-    std::string outputText;
-    std::string errorText;
-    std::optional<int> exitStatus;
+    Gateway& gateway_;
+    ProcessOptions options_;
+    pid_t child_ = -1;
+    int outputPipe_ = -1;
+    int errorPipe_ = -1;
+    std::string outputText_;
+    std::string errorText_;
+    std::optional<int> exitStatus_;
 };
 
 } // namespace sim

@@ -393,6 +393,13 @@ TEST_F(InterposerTest, EveryWriteOfAFileIsANewerFile) {
     EXPECT_EQ(modified(sysXml), 0);
 }
 
+TEST(GatewayTest, ADeadHolderOfTheFactsIsOverruled) {
+    sim::Gateway gateway;
+    gateway.control().factsLock.lock();
+    gateway.setInterface("eth0", "10.9.8.7");
+    EXPECT_TRUE(gateway.hasInterface("eth0"));
+}
+
 TEST(GatewayTest, LeavesNothingBehind) {
     std::string folder;
     {

@@ -89,6 +89,27 @@ TEST_F(VirtualClockTest, ThreadsWakeInTheOrderOfTheirDeadlines) {
     EXPECT_EQ(order, "q15 q30 s40 q45 s80 s120 ");
 }
 
+TEST_F(VirtualClockTest, ThreadsOfOneDeadlineWakeInTheOrderInWhichTheyWentToSleep) {
+    std::mutex mutex;
+    std::string order;
+    const auto sleeper = [&](char mark, std::chrono::nanoseconds first) {
+        return [&, mark, first] {
+            gateway.pass(first);
+            for (int i = 0; i < 3; ++i) {
+                usleep(10'000);
+                const std::lock_guard guard(mutex);
+                order += mark;
+            }
+        };
+    };
+    // From 30 ms on both wake at the same moments, and the late one went to sleep first.
+    std::thread early(sleeper('e', 20ms));
+    std::thread late(sleeper('l', 30ms));
+    early.join();
+    late.join();
+    EXPECT_EQ(order, "elelel");
+}
+
 TEST_F(VirtualClockTest, ANewThreadHoldsTimeUntilItSleepsItself) {
     long seen = -1;
     std::thread thread([&] {
