@@ -185,7 +185,7 @@ class FactsLock {
             if (round < quickRounds) {
                 sched_yield();
             } else {
-                poll(nullptr, 0, 1); // a millisecond that no interposed clock counts
+                poll(nullptr, 0, 1); // a few milliseconds that no interposed clock counts
             }
         }
     }
@@ -194,7 +194,7 @@ class FactsLock {
 
   private:
     static constexpr int quickRounds = 100;
-    static constexpr int slowRounds = 1000;
+    static constexpr int slowRounds = 250;
 
     std::atomic<std::uint32_t> held_;
 };
