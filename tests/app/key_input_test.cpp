@@ -86,9 +86,10 @@ const ButtonCase buttonCases[] = {
     {"aClockSetBackKeepsTheDurationBefore",
      {{press, 0s, nothing},
       {release, 12s, longPress},
-      {press, 20s, nothing},
+      {press, 20'500ms, nothing},
       {release, 19'999'999us, longPress},
-      {release, 20s, shortPress}}},
+      {release, 20'499'999us, longPress},
+      {release, 20'700ms, shortPress}}},
     {"aClockSetBackInTheFirstPressIsShort", {{press, 30s, nothing}, {release, 1s, shortPress}}},
 };
 

@@ -5,6 +5,7 @@
 
 #include "tests/pages/page_test.h"
 
+#include <cstdlib>
 #include <functional>
 
 namespace {
@@ -73,6 +74,11 @@ void noSysXml(sim::Gateway& gateway) {
     gateway.removeFile("/zelkora/Config/sys.xml");
 }
 
+// 15 hours and a half east of Greenwich, where it is the next day.
+void otherZone(sim::Gateway& /*gateway*/) {
+    setenv("TZ", "ABC-15:30", 1);
+}
+
 // The modem is asked on the second draw of its page.
 PageCase simStatus(const char* golden, Facts facts = nullptr) {
     return {golden, simStatusPage, 0, std::move(facts), {}, 1};
@@ -85,6 +91,7 @@ PageCase simLog(const char* golden, std::vector<std::string> lines) {
 std::vector<PageCase> pageCases() {
     return {
         {"64/clock", clockPage},
+        {"64/clock-other-zone", clockPage, 0, otherZone},
         {"64/ethernet1-address", ethernetPage1, 0},
         {"64/ethernet1-netmask", ethernetPage1, 1},
         {"64/ethernet1-address-none", ethernetPage1, 0, without("eth1")},
@@ -118,7 +125,8 @@ std::vector<PageCase> pageCases() {
         simLog("64/sim-log", {"link up", "ppp0 10.64.3.7"}),
         simLog("64/sim-log-empty", {}),
         simLog("64/sim-log-one", {"link up"}),
-        simLog("64/sim-log-longest", {"link up", sixtyEightBytes}),
+        // Commas have no glyph and take no room, so the end of what is shown can be seen.
+        simLog("64/sim-log-longest", {sixtyEightBytes, std::string(60, ',') + "abcdefgh"}),
         simLog("64/sim-log-gb2312", {connected, "dial *99# (2, \xC8\xFD) ?"}),
         simLog("64/sim-log-cut-character", {"\xC1\xAC\xBD", "up \xD5"}),
         simLog("64/sim-log-empty-line", {"link up", ""}),
