@@ -29,6 +29,11 @@ TEST_F(SimStatusPage, AsksOnItsSecondDrawAndOnEveryThirdAfterItCountedFromTheOth
     EXPECT_EQ(drawsThatAsk("103000"), ".....*"); // a sub-page that draws nothing counts as well
 }
 
+TEST_F(SimStatusPage, DoesNotAskWhileItSaysThatItIsScanning) {
+    initScreen();
+    EXPECT_EQ(drawsThatAsk("30000"), "....*"); // the second draw is the first that can be seen
+}
+
 TEST_F(SimStatusPage, SaysOnceThatItIsScanning) {
     enter(simStatusPage);
     EXPECT_TRUE(golden::matches(shown(gateway), "64/sim-scanning"));
