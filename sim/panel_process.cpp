@@ -15,8 +15,6 @@
 #include <system_error>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace sim {
 
 namespace {
@@ -71,7 +69,8 @@ environmentWith(const std::vector<std::pair<std::string, std::string>>& variable
         }
     }
     for (const auto& [variable, value] : variables) {
-        result.push_back(variable + "=" + value);
+        result.push_back(variable);
+        result.back().append("=").append(value);
     }
     return result;
 }
@@ -91,9 +90,9 @@ void drain(int descriptor, std::string& text) {
 
 } // namespace
 
-PanelProcess::PanelProcess(Gateway& owner, std::string binary, std::string interposer,
-                           ProcessOptions given)
-    : gateway_(owner), options_(std::move(given)) {
+PanelProcess::PanelProcess(Gateway& gateway, const std::string& binary,
+                           const std::string& interposer, ProcessOptions options)
+    : gateway_(gateway), options_(std::move(options)) {
     Clock& clock = gateway_.control().clock;
     clock.limit = clock.now.load();
     clock.settledAt = -1;
@@ -121,6 +120,7 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
     variables.insert(variables.end(), options_.environment.begin(), options_.environment.end());
     std::vector<std::string> texts = environmentWith(variables);
     std::vector<char*> environment;
+    environment.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         environment.push_back(text.data());
     }

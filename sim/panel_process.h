@@ -32,7 +32,7 @@ class PanelProcess {
 
     // Starts `binary` on the gateway with `interposer` (panel_gateway.so) preloaded. With a virtual
     // clock time stands still at the gateway's present moment. Throws when the start fails.
-    PanelProcess(Gateway& gateway, std::string binary, std::string interposer,
+    PanelProcess(Gateway& gateway, const std::string& binary, const std::string& interposer,
                  ProcessOptions options = {});
     // Kills the process if it still runs.
     ~PanelProcess();

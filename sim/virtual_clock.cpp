@@ -26,7 +26,7 @@ constinit NextCall<int(pthread_t, void**)> nextPthreadJoin{"pthread_join"};
 
 // A thread that takes turns on the virtual clock.
 struct Turn {
-    enum State { Free, Running, Sleeping, Joining } state;
+    enum State { free, running, sleeping, joining } state;
     Nanoseconds deadline;
     std::uint64_t order; // of its sleep among all, for equal deadlines
     pthread_t thread;
@@ -58,13 +58,13 @@ Nanoseconds machineClock(clockid_t id) {
 
 // A free place, marked as running; null when there are too many threads.
 Turn* takeTurn() {
-    const auto found = std::find_if(turns.begin(), turns.end(),
-                                    [](const Turn& turn) { return turn.state == Turn::Free; });
+    Turn* const found = std::find_if(turns.begin(), turns.end(),
+                                     [](const Turn& turn) { return turn.state == Turn::free; });
     if (found == turns.end()) {
         return nullptr;
     }
     *found = {};
-    found->state = Turn::Running;
+    found->state = Turn::running;
     return &*found;
 }
 
@@ -102,7 +102,7 @@ void settle(ControlBlock& block, Nanoseconds limit) {
 Turn* firstSleeper() {
     Turn* first = nullptr;
     for (Turn& turn : turns) {
-        if (turn.state == Turn::Sleeping &&
+        if (turn.state == Turn::sleeping &&
             (first == nullptr || turn.deadline < first->deadline ||
              (turn.deadline == first->deadline && turn.order < first->order))) {
             first = &turn;
@@ -114,7 +114,7 @@ Turn* firstSleeper() {
 // Gives the next sleeper its turn when nobody runs, or reports that all sleep beyond the limit.
 void passTurn(ControlBlock& block) {
     const bool somebodyRuns = std::any_of(
-        turns.begin(), turns.end(), [](const Turn& turn) { return turn.state == Turn::Running; });
+        turns.begin(), turns.end(), [](const Turn& turn) { return turn.state == Turn::running; });
     Turn* next = firstSleeper();
     if (somebodyRuns || next == nullptr || block.exitRequested != 0) {
         return;
@@ -125,8 +125,8 @@ void passTurn(ControlBlock& block) {
         return;
     }
     block.clock.now = std::max(block.clock.now.load(), next->deadline);
-    next->state = Turn::Running;
-    if (!pthread_equal(next->thread, pthread_self())) {
+    next->state = Turn::running;
+    if (pthread_equal(next->thread, pthread_self()) == 0) {
         ++block.clock.wakeSequence;
         futexWakeAll(block.clock.wakeSequence);
     }
@@ -147,12 +147,12 @@ void sleepVirtually(ControlBlock& block, Nanoseconds duration) {
     const Nanoseconds now = block.clock.now;
     turn.deadline = now + std::min(duration, never - now);
     turn.order = ++sleepOrder;
-    turn.state = Turn::Sleeping;
+    turn.state = Turn::sleeping;
     while (myGeneration == generation) {
         // Read before the limit is looked at, so that no raise of it is missed.
         const std::uint32_t sequence = block.clock.wakeSequence;
         passTurn(block);
-        if (turn.state == Turn::Running) {
+        if (turn.state == Turn::running) {
             return;
         }
         guard.unlock();
@@ -191,10 +191,10 @@ class TurnsEnd {
         if (myGeneration != generation) {
             return;
         }
-        turns[myTurn].state = Turn::Free;
+        turns[myTurn].state = Turn::free;
         for (Turn& turn : turns) {
-            if (turn.state == Turn::Joining && pthread_equal(turn.joined, pthread_self())) {
-                turn.state = Turn::Running;
+            if (turn.state == Turn::joining && pthread_equal(turn.joined, pthread_self()) != 0) {
+                turn.state = Turn::running;
             }
         }
         if (ControlBlock* block = attachedBlock()) {
@@ -260,7 +260,7 @@ int createThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*st
     if (result == 0) {
         turn->thread = *thread;
     } else {
-        turn->state = Turn::Free;
+        turn->state = Turn::free;
     }
     return result;
 }
@@ -271,11 +271,11 @@ int joinThread(pthread_t thread, void** result) {
         Turn& turn = ownTurn();
         const bool takesTurns =
             std::any_of(turns.begin(), turns.end(), [thread](const Turn& other) {
-                return other.state != Turn::Free && pthread_equal(other.thread, thread);
+                return other.state != Turn::free && pthread_equal(other.thread, thread) != 0;
             });
         if (takesTurns) {
             turn.joined = thread;
-            turn.state = Turn::Joining;
+            turn.state = Turn::joining;
             if (ControlBlock* block = attachedBlock()) {
                 passTurn(*block);
             }
@@ -283,7 +283,7 @@ int joinThread(pthread_t thread, void** result) {
     }
     const int status = nextPthreadJoin(thread, result);
     const std::lock_guard guard(mutex);
-    ownTurn().state = Turn::Running;
+    ownTurn().state = Turn::running;
     return status;
 }
 

@@ -25,7 +25,7 @@ class ModemPortTest : public testing::Test {
     ModemPortTest() { gateway.attach(); }
 
     // Opens the port and takes the line out of its cooked state, as every user does.
-    int openRaw() {
+    static int openRaw() {
         const int descriptor = open("/dev/mux3", O_RDWR | O_NOCTTY | O_NONBLOCK);
         termios settings{};
         tcgetattr(descriptor, &settings);
