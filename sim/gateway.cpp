@@ -13,6 +13,7 @@
 #include <mutex>
 #include <new>
 #include <stdexcept>
+#include <sys/ioctl.h>
 #include <sys/ipc.h>
 #include <sys/mman.h>
 #include <sys/msg.h>
@@ -31,6 +32,7 @@ constexpr std::size_t logTextSize = 68;
 constexpr std::uint32_t blocksPerMegabyte = 256; // of 4096 bytes
 constexpr std::uint32_t tfBlockSize = 4096;
 constexpr std::uint16_t buttonCode = 256;
+constexpr std::size_t eventsKept = 64; // by the kernel, for each reader
 
 // Monday 2024-03-04 09:05:03 UTC.
 constexpr std::time_t ordinaryWallClock = 1'709'543'103;
@@ -423,6 +425,14 @@ void Gateway::release() {
 }
 
 void Gateway::sendEvent(std::uint16_t type, std::uint16_t code, std::int32_t value) {
+    // The kernel keeps so many events for a reader. One more, and it forgets them all but for a
+    // note and the newest.
+    int waiting = 0;
+    if (ioctl(buttonFd_, FIONREAD, &waiting) == 0 &&
+        static_cast<std::size_t>(waiting) >= eventsKept * sizeof(input_event)) {
+        dropEvents();
+        sendEvent(EV_SYN, SYN_DROPPED, 0);
+    }
     input_event event{};
     event.type = type;
     event.code = code;

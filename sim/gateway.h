@@ -124,7 +124,7 @@ class Gateway {
     // A press or release of the button with the synchronisation event that follows it.
     void press();
     void release();
-    // Any other event, alone.
+    // Any other event, alone. As in the kernel, a reader that is 64 events behind loses them.
     void sendEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
     // Raw bytes into the device, for short reads.
     void sendEventBytes(std::string_view bytes);

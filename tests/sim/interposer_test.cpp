@@ -332,6 +332,20 @@ TEST_F(InterposerTest, EachGatewayHasAQueueOfItsOwn) {
     EXPECT_FALSE(gateway.takeLogLine());
 }
 
+TEST_F(InterposerTest, AReaderThatIs64EventsBehindLosesThemAsInTheKernel) {
+    const int descriptor = open("/dev/input/event0", O_RDWR | O_NONBLOCK);
+    ASSERT_GE(descriptor, 0);
+    for (int i = 0; i <= 64; ++i) {
+        gateway.sendEvent(EV_KEY, 256, i);
+    }
+    std::array<input_event, 80> events{};
+    ASSERT_EQ(read(descriptor, events.data(), sizeof events),
+              static_cast<ssize_t>(2 * sizeof(input_event)));
+    EXPECT_EQ(events[0].code, SYN_DROPPED);
+    EXPECT_EQ(events[1].value, 64);
+    close(descriptor);
+}
+
 TEST_F(InterposerTest, ButtonEventsWaitInTheDeviceUntilTheyAreRead) {
     const int descriptor = open("/dev/input/event0", O_RDWR | O_NONBLOCK);
     input_event event{};
