@@ -10,6 +10,7 @@
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 
 TEST(ModemCommand, ShowsTheStepwiseDialogueWithItsTimesAndTheVerdict) {
@@ -48,9 +49,10 @@ TEST(ModemCommand, TellsWhatIsNotAnsweredAndWhatIsLost) {
     silent.editModem([](sim::ModemFacts& modem) { modem.silentCommands = sim::everyCommand; });
     const Outcome nothing = panelctl(silent, {"modem"});
     EXPECT_EQ(nothing.status, 1);
-    EXPECT_THAT(nothing.output, AllOf(HasSubstr("< nothing for 5"), HasSubstr("SIM         NG"),
-                                      HasSubstr("network     no service (code 0)"),
-                                      HasSubstr("signal      -1, 0 of 4 bars (csq -1)")));
+    EXPECT_THAT(nothing.output,
+                AllOf(ContainsRegex("< nothing for [5-9][0-9][0-9]"), HasSubstr("SIM         NG"),
+                      HasSubstr("network     no service (code 0)"),
+                      HasSubstr("signal      -1, 0 of 4 bars (csq -1)")));
 
     sim::Gateway hasty;
     hasty.editModem([](sim::ModemFacts& modem) { modem.answerDelayUs = 0; });
