@@ -104,7 +104,7 @@ int startUp() {
     pthread_mutex_init(&logStore.logMutex, nullptr);
     if (startLogReceiver() != 0) {
         pthread_mutex_destroy(&logStore.logMutex);
-        std::exit(EXIT_SUCCESS);
+        std::exit(EXIT_SUCCESS); // NOLINT(concurrency-mt-unsafe): this is the only thread
     }
     initScreen();
     setBacklight(backlightLit);
