@@ -153,28 +153,33 @@ void measureKeys() {
     }
 }
 
-void measureRounds(int rounds, std::chrono::seconds length, std::vector<Measured> measured) {
-    for (int round = 1; round <= rounds; ++round) {
-        std::vector<Use> before;
-        for (const Measured& one : measured) {
-            before.push_back(useOf(one));
-        }
-        const auto began = SteadyClock::now();
-        std::this_thread::sleep_for(length);
-        const double seconds = std::chrono::duration<double>(SteadyClock::now() - began).count();
-        for (std::size_t i = 0; i < measured.size(); ++i) {
-            const Use after = useOf(measured[i]);
-            std::printf("run\t%s\t%d\t%.3f\t%.2f\t%llu\t%llu\n", measured[i].name.c_str(), round,
-                        static_cast<double>(after.cpuNs - before[i].cpuNs) / 1e6 / seconds * 60,
-                        static_cast<double>(after.wakeUps - before[i].wakeUps) / seconds,
-                        static_cast<unsigned long long>(after.privateKb),
-                        static_cast<unsigned long long>(after.residentKb));
-        }
+// Measures each over `length`; `look` is called shortly before the end.
+template <typename Look>
+void measureRound(int round, std::chrono::seconds length, const std::vector<Measured>& measured,
+                  Look look) {
+    constexpr auto tail = 1s;
+    std::vector<Use> before;
+    for (const Measured& one : measured) {
+        before.push_back(useOf(one));
+    }
+    const auto began = SteadyClock::now();
+    std::this_thread::sleep_for(length - tail);
+    look();
+    std::this_thread::sleep_for(tail);
+    const double seconds = std::chrono::duration<double>(SteadyClock::now() - began).count();
+    for (std::size_t i = 0; i < measured.size(); ++i) {
+        const Use after = useOf(measured[i]);
+        std::printf("run\t%s\t%d\t%.3f\t%.2f\t%llu\t%llu\n", measured[i].name.c_str(), round,
+                    static_cast<double>(after.cpuNs - before[i].cpuNs) / 1e6 / seconds * 60,
+                    static_cast<double>(after.wakeUps - before[i].wakeUps) / seconds,
+                    static_cast<unsigned long long>(after.privateKb),
+                    static_cast<unsigned long long>(after.residentKb));
     }
 }
 
-// Keeps the panel lit for as long as the rounds last.
-bool measureSideBySide(int rounds, std::chrono::seconds length, std::vector<Measured> others) {
+// The panel stays lit for a minute after a key: each round begins with presses.
+bool measureSideBySide(int rounds, std::chrono::seconds length,
+                       const std::vector<Measured>& others) {
     const auto gateway = makeGateway();
     const auto floorGateway = makeGateway();
     sim::PanelProcess panel(*gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
@@ -182,9 +187,9 @@ bool measureSideBySide(int rounds, std::chrono::seconds length, std::vector<Meas
     std::this_thread::sleep_for(2s);
     std::vector<Measured> measured = {{"paneld", {panel.pid()}}, {"floor", {floor.pid()}}};
     measured.insert(measured.end(), others.begin(), others.end());
-    bool lit = true;
-    for (int round = 0; round < rounds; ++round) {
-        // Back to the clock with a full minute of light: once round the cycle.
+    bool ticking = true;
+    for (int round = 1; round <= rounds; ++round) {
+        // Once round the cycle, back to the clock.
         constexpr int cycle = 16;
         for (int i = 0; i < cycle; ++i) {
             gateway->press();
@@ -192,11 +197,12 @@ bool measureSideBySide(int rounds, std::chrono::seconds length, std::vector<Meas
             std::this_thread::sleep_for(300ms);
         }
         const auto clock = gateway->picture();
-        measureRounds(1, length, measured);
-        lit = lit && gateway->brightness() == "127" && gateway->picture() != clock;
+        measureRound(round, length, measured, [&] {
+            ticking = ticking && gateway->brightness() == "127" && gateway->picture() != clock;
+        });
         panel.collect();
     }
-    return lit;
+    return ticking;
 }
 
 bool takeProcesses(std::string_view text, Measured& measured) {
