@@ -157,7 +157,7 @@ void measureKeys() {
 template <typename Look>
 void measureRound(int round, std::chrono::seconds length, const std::vector<Measured>& measured,
                   Look look) {
-    constexpr auto tail = 1s;
+    constexpr auto tail = 2s; // whole seconds are counted: the last one may be dark
     std::vector<Use> before;
     for (const Measured& one : measured) {
         before.push_back(useOf(one));
