@@ -9,27 +9,17 @@ import struct
 import time
 from collections.abc import Callable
 
-from gateway import (ADDRESSES, CARD_BLOCK, CHANNELS_XML, GOLDEN_MOMENT, MEBIBYTE, SN_XML, SYS_XML,
-                     VERSION_FILE, Failure, Gateway, channels_xml, make_card, sn_xml, sys_xml)
+from gateway import (ADDRESSES, CHANNELS_XML, EXT4, GOLDEN_MOMENT, MEBIBYTE, PAGES, SN_XML, SYS_XML,
+                     VERSION_FILE, channels_xml, make_card, sn_xml, sys_xml)
 from modem import Facts, Modem
-from panel_picture import Picture
+from watch import Failure, WatchedGateway, golden
 
-EXT4 = ["mkfs.ext4", "-q", "-F", "-b", str(CARD_BLOCK)]
 VFAT = ["mkfs.vfat"]
 IDLE_SECONDS = 60
 REFRESH = 12.0          # seconds; the slow pages are redrawn every ten
 ASK_LIMIT = 25.0        # seconds until the modem has been asked twice at most
 LIT, OFF = 127, 0
 
-# The pages in the order of short presses, by the names of their goldens.
-PAGES = {
-    64: ["ethernet1-address", "ethernet1-netmask", "ethernet2-address", "ethernet2-netmask",
-         "gateway", "sim-status", "sim-address", "sim-netmask", "sim-log", "identity", "version",
-         "tf-card", "channel", "channel-2", "channel-5", "clock"],
-    32: ["ethernet1-address", "ethernet1-netmask", "ethernet2-address", "ethernet2-netmask",
-         "gateway", "identity", "version", "tf-card", "channel", "channel-2", "channel-5",
-         "clock"],
-}
 # Pages that have no golden of their own: what stands on them.
 CHANNEL_TEXTS = {"channel-2": "115200 8 E 1", "channel-5": "2400 7 O 2"}
 LOG_TEXTS = ("link up", "ppp0 10.64.3.7")
@@ -46,17 +36,17 @@ VALUE_Y = 45
 CHANNEL_Y = {64: 40, 32: 16}
 
 
-def go(gateway: Gateway, page: str) -> None:
+def go(gateway: WatchedGateway, page: str) -> None:
     """From the clock page to another one."""
     gateway.press(PAGES[gateway.kind.lines].index(page) + 1)
 
 
-def go_round(gateway: Gateway) -> None:
+def go_round(gateway: WatchedGateway) -> None:
     """Once through all pages and back to the same one, so that it is drawn on a cleared panel."""
     gateway.press(len(PAGES[gateway.kind.lines]))
 
 
-def clock_and_border_after_boot(gateway: Gateway) -> None:
+def clock_and_border_after_boot(gateway: WatchedGateway) -> None:
     gateway.wait_until(lambda picture: picture.bordered(), "a border")
     gateway.wait_clock()
     gateway.expect(gateway.brightness() == LIT, "the backlight is lit")
@@ -65,9 +55,9 @@ def clock_and_border_after_boot(gateway: Gateway) -> None:
     gateway.wait_until(lambda picture: picture != before, "the clock goes on", 3)
 
 
-def walk_through_every_page(gateway: Gateway) -> None:
+def walk_through_every_page(gateway: WatchedGateway) -> None:
     gateway.link_up()
-    insert_golden_card(gateway)
+    gateway.insert_ordinary_card()
     for line in LOG_TEXTS:
         gateway.post(line)
     for page in PAGES[gateway.kind.lines]:
@@ -83,7 +73,7 @@ def walk_through_every_page(gateway: Gateway) -> None:
             gateway.wait_page(page)
 
 
-def idle_panel_goes_dark(gateway: Gateway) -> None:
+def idle_panel_goes_dark(gateway: WatchedGateway) -> None:
     go(gateway, "ethernet1-address")
     gateway.wait_page("ethernet1-address")
     pressed = time.monotonic()
@@ -106,7 +96,7 @@ def idle_panel_goes_dark(gateway: Gateway) -> None:
     gateway.wait_page("ethernet1-address" if gateway.kind.lines == 64 else "ethernet1-netmask")
 
 
-def addresses_change(gateway: Gateway) -> None:
+def addresses_change(gateway: WatchedGateway) -> None:
     go(gateway, "ethernet1-address")
     gateway.wait_page("ethernet1-address")
     gateway.address("eth1", "172.16.254.100/20")
@@ -125,7 +115,7 @@ def addresses_change(gateway: Gateway) -> None:
     gateway.wait_page("ethernet2-address", REFRESH)
 
 
-def addresses_outlive_the_cable(gateway: Gateway) -> None:
+def addresses_outlive_the_cable(gateway: WatchedGateway) -> None:
     """The kernel keeps an interface's IPv4 address without a carrier, and when it is down."""
     gateway.pull_cable("eth1")
     gateway.sh("ip link set eth0 down")
@@ -135,7 +125,7 @@ def addresses_outlive_the_cable(gateway: Gateway) -> None:
     gateway.wait_page("ethernet2-address")
 
 
-def mobile_link_comes_and_goes(gateway: Gateway) -> None:
+def mobile_link_comes_and_goes(gateway: WatchedGateway) -> None:
     go(gateway, "sim-address")
     gateway.wait_page("sim-address-none")
     gateway.link_up()
@@ -145,7 +135,7 @@ def mobile_link_comes_and_goes(gateway: Gateway) -> None:
     gateway.wait_page("sim-address-none")
 
 
-def cascaded_port_shows_the_other_interface(gateway: Gateway) -> None:
+def cascaded_port_shows_the_other_interface(gateway: WatchedGateway) -> None:
     gateway.write(SYS_XML, sys_xml(cascade="1"))
     go(gateway, "ethernet1-address")
     gateway.wait_page("ethernet1-address")          # no page has asked for the file yet
@@ -159,37 +149,18 @@ def figure(blocks: int, block_size: int) -> str:
     return f"{int((blocks >> 10) * block_size / 1024 + 0.5):05d}MB"
 
 
-def card_figures(gateway: Gateway) -> tuple[str, str]:
+def card_figures(gateway: WatchedGateway) -> tuple[str, str]:
     """Total and free as the panel should show them, from what the kernel says of the card."""
     blocks, available, size = gateway.sh("stat -f -c '%b %a %S' /media/mmcblk0p1").split()
     return figure(int(blocks), int(size)), figure(int(available), int(size))
 
 
-def insert_golden_card(gateway: Gateway) -> None:
-    """A card with the figures of the goldens, 5000 of 7600 MB free. The kernel's block counts are
-    brought into the middle of the 1024 blocks that show the same figure."""
-    middle = 512
-    overhead = 700          # blocks that this file system takes for itself
-    total, free = (blocks_of(megabytes) + middle for megabytes in (7600, 5000))
-    card = gateway.folder / "card.img"
-    make_card(card, 8192 * MEBIBYTE, EXT4 + ["-N", "8192", "-O", "^has_journal,^resize_inode"],
-              blocks=total + overhead)
-    gateway.insert_card(card)
-    gateway.mount_card()
-    gateway.sh(f"cd /media/mmcblk0p1; fallocate -l $(( ($(stat -f -c %a .) - {free}) * {CARD_BLOCK} ))"
-               " films")
-
-
-def blocks_of(megabytes: int) -> int:
-    return megabytes * MEBIBYTE // CARD_BLOCK
-
-
-def wait_card(gateway: Gateway, total: str, free: str, limit: float = REFRESH) -> None:
+def wait_card(gateway: WatchedGateway, total: str, free: str, limit: float = REFRESH) -> None:
     gateway.wait_text(*TF_TOTAL, total, limit)
     gateway.wait_text(*TF_FREE, free, limit)
 
 
-def card_comes_fills_and_goes(gateway: Gateway) -> None:
+def card_comes_fills_and_goes(gateway: WatchedGateway) -> None:
     go(gateway, "tf-card")
     wait_card(gateway, "00000MB", "00000MB")
     gateway.expect("can not find tf card\n" in gateway.said(), "the missing card is told of")
@@ -206,7 +177,7 @@ def card_comes_fills_and_goes(gateway: Gateway) -> None:
     wait_card(gateway, "00000MB", "00000MB")
 
 
-def card_with_another_file_system(gateway: Gateway) -> None:
+def card_with_another_file_system(gateway: WatchedGateway) -> None:
     card = gateway.folder / "card.img"
     make_card(card, 64 * MEBIBYTE, VFAT)
     gateway.insert_card(card)
@@ -219,13 +190,13 @@ def card_with_another_file_system(gateway: Gateway) -> None:
     gateway.expect("can not get tf card info\n" in gateway.said(), "the missing mount is told of")
 
 
-def wait_sim(gateway: Gateway, state: str, network: str, signal: str) -> None:
+def wait_sim(gateway: WatchedGateway, state: str, network: str, signal: str) -> None:
     gateway.wait_text(*SIM_SIGNAL, signal, ASK_LIMIT)
     gateway.wait_text(*SIM_STATE, state)
     gateway.wait_text(*SIM_NETWORK, network)
 
 
-def modem_of_the_first_maker(gateway: Gateway) -> None:
+def modem_of_the_first_maker(gateway: WatchedGateway) -> None:
     go(gateway, "sim-status")
     gateway.wait_page("sim-scanning")
     gateway.expect(gateway.modem.commands == [], "the first draw asks nothing")
@@ -238,7 +209,7 @@ def modem_of_the_first_maker(gateway: Gateway) -> None:
     wait_sim(gateway, "OK", "3G", "09")
 
 
-def modem_of_the_second_maker(gateway: Gateway) -> None:
+def modem_of_the_second_maker(gateway: WatchedGateway) -> None:
     gateway.modem.facts = Facts(maker="AirM2M", signal="+CSQ: 31,0",
                                 system_info="^SYSINFO: 2,3,0,3,1")
     go(gateway, "sim-status")
@@ -247,13 +218,13 @@ def modem_of_the_second_maker(gateway: Gateway) -> None:
     wait_sim(gateway, "OK", "3G", "20")
 
 
-def modem_without_a_network(gateway: Gateway) -> None:
+def modem_without_a_network(gateway: WatchedGateway) -> None:
     gateway.modem.facts = Facts(sim="+CME ERROR: 10\r\nERROR", registration="+CREG: 0,2")
     go(gateway, "sim-status")
     wait_sim(gateway, "NG", "", "-1")
 
 
-def modem_asked_all_at_once(gateway: Gateway) -> None:
+def modem_asked_all_at_once(gateway: WatchedGateway) -> None:
     gateway.write(SN_XML, sn_xml(model="GW-100"))
     go(gateway, "identity")                    # the page that reads the file
     gateway.press(len(PAGES[64]) - 4)
@@ -264,7 +235,7 @@ def modem_asked_all_at_once(gateway: Gateway) -> None:
     gateway.wait_text(*SIM_NETWORK, "", ASK_LIMIT)
 
 
-def silent_modem_does_not_lose_keys(gateway: Gateway) -> None:
+def silent_modem_does_not_lose_keys(gateway: WatchedGateway) -> None:
     gateway.modem.facts = Facts(silent=True)
     go(gateway, "sim-status")
     end = time.monotonic() + REFRESH
@@ -278,19 +249,19 @@ def silent_modem_does_not_lose_keys(gateway: Gateway) -> None:
     wait_sim(gateway, "NG", "", "-1")
 
 
-def late_modem_loses_the_quick_questions(gateway: Gateway) -> None:
+def late_modem_loses_the_quick_questions(gateway: WatchedGateway) -> None:
     gateway.modem.facts = Facts(delay=0.15)    # more than the 0.1 s of a value, less than 0.5 s
     go(gateway, "sim-status")
     wait_sim(gateway, "OK", "", "-1")
 
 
-def split_answers_are_not_recognised(gateway: Gateway) -> None:
+def split_answers_are_not_recognised(gateway: WatchedGateway) -> None:
     gateway.modem.facts = Facts(split_gap=0.02)
     go(gateway, "sim-status")
     wait_sim(gateway, "NG", "", "-1")
 
 
-def serial_chip_hands_on_eight_bytes_at_a_time(gateway: Gateway) -> None:
+def serial_chip_hands_on_eight_bytes_at_a_time(gateway: WatchedGateway) -> None:
     """The combined dialogue joins what comes in pieces."""
     gateway.sh("ln -sfn ttyS1 /dev/mux3")
     modem = Modem(gateway.uart_port)
@@ -301,14 +272,14 @@ def serial_chip_hands_on_eight_bytes_at_a_time(gateway: Gateway) -> None:
     gateway.expect(modem.commands[:3] == ["at+cpin?", "at+creg?", "at+csq"], "asked by this port")
 
 
-def missing_modem_port_clears_the_status(gateway: Gateway) -> None:
+def missing_modem_port_clears_the_status(gateway: WatchedGateway) -> None:
     go(gateway, "sim-status")
     gateway.wait_page("sim-status", ASK_LIMIT)
     gateway.remove("/dev/mux3")
     gateway.wait_page("sim-status-no-modem", ASK_LIMIT)
 
 
-def lines_from_another_process(gateway: Gateway) -> None:
+def lines_from_another_process(gateway: WatchedGateway) -> None:
     go(gateway, "sim-log")
     gateway.wait_page("sim-log-empty")
     gateway.post("link up")
@@ -325,7 +296,7 @@ def lines_from_another_process(gateway: Gateway) -> None:
     gateway.wait_text(*LOG_LINES[1], "line 9")
 
 
-def lines_sent_while_the_daemon_is_down(gateway: Gateway) -> None:
+def lines_sent_while_the_daemon_is_down(gateway: WatchedGateway) -> None:
     gateway.sh("kill -STOP $(pidof paneld)")
     gateway.post("first")
     gateway.post("second")
@@ -336,7 +307,7 @@ def lines_sent_while_the_daemon_is_down(gateway: Gateway) -> None:
     gateway.wait_text(*LOG_LINES[1], "second")
 
 
-def configuration_is_rewritten(gateway: Gateway) -> None:
+def configuration_is_rewritten(gateway: WatchedGateway) -> None:
     go(gateway, "gateway")
     gateway.wait_page("gateway")
     gateway.write(SYS_XML, sys_xml(gateway="192.168.1.7"))
@@ -352,7 +323,7 @@ def configuration_is_rewritten(gateway: Gateway) -> None:
     gateway.wait_centred(CHANNEL_Y[64], "115200 7 E 2")
 
 
-def configuration_is_broken(gateway: Gateway) -> None:
+def configuration_is_broken(gateway: WatchedGateway) -> None:
     go(gateway, "gateway")
     gateway.write(SYS_XML, "<sysConfig><lan1 gateway='1.2.3.4'")
     go_round(gateway)
@@ -373,7 +344,7 @@ def configuration_is_broken(gateway: Gateway) -> None:
     gateway.wait_clock()
 
 
-def configuration_is_deleted(gateway: Gateway) -> None:
+def configuration_is_deleted(gateway: WatchedGateway) -> None:
     for path in (SYS_XML, SN_XML, VERSION_FILE, CHANNELS_XML):
         gateway.remove(path)
     for page in ("gateway", "identity", "version", "channel"):
@@ -385,7 +356,7 @@ def configuration_is_deleted(gateway: Gateway) -> None:
         gateway.expect(f"get {path} status error\n" in gateway.said(), f"{path} is told of")
 
 
-def zone_and_clock_are_set(gateway: Gateway) -> None:
+def zone_and_clock_are_set(gateway: WatchedGateway) -> None:
     def wait_shown(moment: int, clock: str, date: str) -> None:
         for _ in range(4):      # a busy host may need several goes
             gateway.agent.do("hold", f"{moment} 1500")
@@ -402,7 +373,7 @@ def zone_and_clock_are_set(gateway: Gateway) -> None:
     wait_shown(GOLDEN_MOMENT, "17:05:03", "2024-03-04")
 
 
-def killed_daemon_comes_back(gateway: Gateway) -> None:
+def killed_daemon_comes_back(gateway: WatchedGateway) -> None:
     go(gateway, "ethernet1-address")
     gateway.wait_page("ethernet1-address")
     before = gateway.daemon()
@@ -415,20 +386,20 @@ def killed_daemon_comes_back(gateway: Gateway) -> None:
     gateway.wait_page("ethernet1-address")
 
 
-def burst_of_presses_leaves_the_daemon_in_step(gateway: Gateway) -> None:
+def burst_of_presses_leaves_the_daemon_in_step(gateway: WatchedGateway) -> None:
     """The kernel keeps 64 events; when there are more it drops all but the newest."""
     for _ in range(20):
         gateway.button(1)
         gateway.button(0)
     time.sleep(5)
     pages = PAGES[64][:5]
-    shown = [page for page in pages if Picture.golden(64, page) == gateway.picture()]
+    shown = [page for page in pages if golden(64, page) == gateway.picture()]
     gateway.expect(len(shown) == 1 and shown[0] != pages[-1], "a page of the first few")
     gateway.press()
     gateway.wait_page(pages[pages.index(shown[0]) + 1])
 
 
-def other_buttons_are_ignored(gateway: Gateway) -> None:
+def other_buttons_are_ignored(gateway: WatchedGateway) -> None:
     gateway.button(1, code=257)
     gateway.button(0, code=257)
     time.sleep(1)
@@ -437,7 +408,7 @@ def other_buttons_are_ignored(gateway: Gateway) -> None:
     gateway.wait_page("ethernet1-address")
 
 
-def long_press_resets_the_machine(gateway: Gateway) -> None:
+def long_press_resets_the_machine(gateway: WatchedGateway) -> None:
     go(gateway, "ethernet1-address")
     gateway.wait_page("ethernet1-address")
     gateway.press_long()
@@ -448,7 +419,7 @@ def long_press_resets_the_machine(gateway: Gateway) -> None:
         raise Failure(f"the daemon says {gateway.said()!r}")
 
 
-def ten_real_seconds_reset_the_machine(gateway: Gateway) -> None:
+def ten_real_seconds_reset_the_machine(gateway: WatchedGateway) -> None:
     gateway.button(1)
     time.sleep(9)
     gateway.button(0)
@@ -460,7 +431,7 @@ def ten_real_seconds_reset_the_machine(gateway: Gateway) -> None:
     gateway.expect_ended()
 
 
-def reboot_comes_back_to_the_clock(gateway: Gateway) -> None:
+def reboot_comes_back_to_the_clock(gateway: WatchedGateway) -> None:
     gateway.press_long()
     gateway.wait_reset()
     gateway.wait_boot()
@@ -472,7 +443,7 @@ def reboot_comes_back_to_the_clock(gateway: Gateway) -> None:
 
 @dataclasses.dataclass(frozen=True)
 class Scenario:
-    run: Callable[[Gateway], None]
+    run: Callable[[WatchedGateway], None]
     machines: tuple[str, ...]       # kinds it runs on
     boot: bool = False              # starts from the kernel's start, not from a saved machine
     keep_on_reset: bool = False     # the machine starts again after a reset

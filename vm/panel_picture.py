@@ -1,10 +1,9 @@
-"""Pictures of the panel: from video memory, from goldens, and what is written on them."""
+"""Pictures of the panel: from video memory, from text, and what is written on them."""
 
 import functools
 import pathlib
 
-TOP = pathlib.Path(__file__).resolve().parents[2]
-GOLDENS = TOP / "tests" / "golden"
+TOP = pathlib.Path(__file__).resolve().parents[1]
 BODY_FONT = TOP / "gui" / "fonts" / "mono6x12_ascii.art"
 
 WIDTH = 128
@@ -24,13 +23,6 @@ class Picture:
         return cls(["".join("#" if byte >> bit & 1 else "."
                             for byte in memory[start:start + stride] for bit in range(8))
                     for start in range(0, len(memory), stride)])
-
-    @classmethod
-    def golden(cls, lines: int, name: str) -> "Picture":
-        path = GOLDENS / str(lines) / f"{name}.txt"
-        if not path.exists():
-            raise FileNotFoundError(f"there is no golden {path.relative_to(TOP)}")
-        return cls(path.read_text().splitlines())
 
     def __eq__(self, other: object) -> bool:
         return isinstance(other, Picture) and self.rows == other.rows

@@ -4,7 +4,7 @@ import pathlib
 
 from machine import Kind
 
-TOP = pathlib.Path(__file__).resolve().parents[2]
+TOP = pathlib.Path(__file__).resolve().parents[1]
 PLACE = TOP / "build" / "system"
 RESULTS = PLACE / "run"
 SYSROOT = TOP / ".sysroot" / "armhf"
