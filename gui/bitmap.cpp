@@ -29,7 +29,16 @@ struct Source {
     }
 };
 
-// ---- Any bitmap, pixel by pixel --------------------------------------------------------------
+// ---- On the screen: nothing is left to clip ---------------------------------------------------
+
+// Top-left corner and extent on the screen; the first pixel's place in the source's rows.
+struct Extent {
+    int x;
+    int y;
+    int xsize;
+    int ysize;
+    int place;
+};
 
 void drawPixel(int x, int y, int mode, const Source& source, unsigned value) {
     if (mode == GUI_DM_XOR) {
@@ -45,13 +54,51 @@ bool isDrawableDepth(int depth) {
     return depth == 1 || depth == 2 || depth == 4 || depth == 8;
 }
 
+[[gnu::noinline]] void drawPixelByPixel(Extent to, int mode, Source source) {
+    if (!isDrawableDepth(source.depth) || mode == (GUI_DM_XOR | GUI_DM_TRANS)) {
+        return;
+    }
+    for (int row = 0; row < to.ysize; ++row, source.data += source.bytesPerLine) {
+        for (int i = 0; i < to.xsize; ++i) {
+            drawPixel(to.x + i, to.y + row, mode, source, source.value(to.place + i));
+        }
+    }
+}
+
+// The usual case, a glyph: both values are written, one of them lit.
+inline bool isCell(const Extent& to, int mode, const Source& source) {
+    return source.depth == 1 && mode == GUI_DM_NORMAL &&
+           (source.index(0) == 0) != (source.index(1) == 0) &&
+           isPlainScreen(to.x, to.y, to.x + to.xsize - 1, to.y + to.ysize - 1);
+}
+
+} // namespace
+
+void LCD_DriverDrawBitmap(int x0, int y0, int xsize, int ysize, int bitsPerPixel, int bytesPerLine,
+                          const std::uint8_t* data, int xOffset, const std::uint8_t* table) {
+    if (xsize < 1 || ysize < 1) {
+        return;
+    }
+    const int mode = GUI_Context.DrawMode & (GUI_DM_XOR | GUI_DM_TRANS);
+    const int place = bitsPerPixel == bitsPerByte ? 0 : xOffset;
+    const Extent to{x0 + place, y0, xsize, ysize, place};
+    const Source source{data, bytesPerLine, bitsPerPixel, table};
+    if (isCell(to, mode, source)) {
+        writeCell({to.x, y0, xsize, ysize, data, bytesPerLine, place, source.index(1) != 0});
+    } else {
+        drawPixelByPixel(to, mode, source);
+    }
+}
+
+namespace {
+
+// ---- Clipping ---------------------------------------------------------------------------------
+
 bool blocksIntersect(std::int64_t low, std::int64_t high, int clipLow, int clipHigh) {
     return clipLow <= high && low <= clipHigh;
 }
 
-// ---- Clipping --------------------------------------------------------------------------------
-
-void drawClipped(int x0, int y0, int xsize, int ysize, Source source) {
+[[gnu::flatten]] inline void drawClipped(int x0, int y0, int xsize, int ysize, Source source) {
     const GUI_RECT& clip = GUI_Context.ClipRect;
     const auto left = std::max<std::int64_t>(x0, clip.x0);
     const auto top = std::max<std::int64_t>(y0, clip.y0);
@@ -61,10 +108,14 @@ void drawClipped(int x0, int y0, int xsize, int ysize, Source source) {
         return;
     }
     // At the left whole bytes are passed over; the pixels to skip in the next one are the offset.
-    const int perByte = bitsPerByte / source.depth;
-    const std::int64_t hidden = left - x0;
-    const auto xOffset = static_cast<int>(hidden % perByte);
-    source.data += (top - y0) * source.bytesPerLine + hidden / perByte;
+    int xOffset = 0;
+    if (left > x0) {
+        const int perByte = bitsPerByte / source.depth;
+        const std::int64_t hidden = left - x0;
+        source.data += hidden / perByte;
+        xOffset = static_cast<int>(hidden % perByte);
+    }
+    source.data += (top - y0) * source.bytesPerLine;
     LCD_DriverDrawBitmap(static_cast<int>(left) - xOffset, static_cast<int>(top),
                          static_cast<int>(right - left + 1), static_cast<int>(bottom - top + 1),
                          source.depth, source.bytesPerLine, source.data, xOffset, source.table);
@@ -88,7 +139,8 @@ void drawMagnifiedRow(int x0, int xsize, int xMag, int yTop, int yBottom, const 
     }
 }
 
-void drawMagnified(int x0, int y0, int xsize, int ysize, int xMag, int yMag, Source source) {
+[[gnu::noinline]] void drawMagnified(int x0, int y0, int xsize, int ysize, int xMag, int yMag,
+                                     Source source) {
     const GUI_RECT& clip = GUI_Context.ClipRect;
     for (int row = 0; row < ysize; ++row, source.data += source.bytesPerLine) {
         const std::int64_t top = y0 + std::int64_t{yMag} * row;
@@ -101,30 +153,6 @@ void drawMagnified(int x0, int y0, int xsize, int ysize, int xMag, int yMag, Sou
 }
 
 } // namespace
-
-void LCD_DriverDrawBitmap(int x0, int y0, int xsize, int ysize, int bitsPerPixel, int bytesPerLine,
-                          const std::uint8_t* data, int xOffset, const std::uint8_t* table) {
-    const int mode = GUI_Context.DrawMode & (GUI_DM_XOR | GUI_DM_TRANS);
-    if (!isDrawableDepth(bitsPerPixel) || mode == (GUI_DM_XOR | GUI_DM_TRANS) || xsize < 1) {
-        return;
-    }
-    const int first = bitsPerPixel == bitsPerByte ? 0 : xOffset;
-    const int left = x0 + first;
-    Source source{data, bytesPerLine, bitsPerPixel, table};
-    if (bitsPerPixel == 1 && mode == GUI_DM_NORMAL &&
-        isPlainScreen(left, y0, left + xsize - 1, y0 + ysize - 1)) {
-        const bool isInkLit = source.index(1) != 0;
-        if (isInkLit != (source.index(0) != 0)) {
-            writeCell({left, y0, xsize, ysize, data, bytesPerLine, first, isInkLit});
-            return;
-        }
-    }
-    for (int row = 0; row < ysize; ++row, source.data += bytesPerLine) {
-        for (int i = 0; i < xsize; ++i) {
-            drawPixel(left + i, y0 + row, mode, source, source.value(first + i));
-        }
-    }
-}
 
 void LCD_DrawBitmap(int x0, int y0, int xsize, int ysize, int xMag, int yMag, int bitsPerPixel,
                     int bytesPerLine, const std::uint8_t* data, const std::uint8_t* table) {

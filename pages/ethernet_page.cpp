@@ -5,54 +5,43 @@
 #include "pages/layout.h"
 #include "pages/pages.h"
 
-#include <cstdio>
-
 namespace {
 
-constexpr unsigned firstPort = 1;
-constexpr unsigned secondPort = 2;
+constexpr std::uint8_t firstPort = 1; // page of eth1, or of eth0 when it is cascaded
 
-// What one sub-page shows of a port.
-struct EthernetValue {
-    const char* label;       // 64-line panel
-    const char* smallFormat; // label on the 32-line panel, given the port's number
-    const char* text;
+// What stands beside the value, for each port and sub-page.
+struct EthernetTexts {
+    const char* title;
+    const char* label;
+    const char* smallLabel; // on the 32-line panel
 };
 
-EthernetValue ethernetValue(const InterfaceAddress& pair, std::uint8_t subPage) {
-    return subPage == 0 ? EthernetValue{"IP Address:", "IP%u:", pair.address}
-                        : EthernetValue{"NetMask:", "NetMask%u:", pair.netmask};
-}
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-void formatPort(char (&text)[valueSize], const char* format, unsigned port) {
-    std::snprintf(text, sizeof text, format, port);
-}
-#pragma GCC diagnostic pop
+constexpr EthernetTexts texts[2][2] = {
+    {{"ETH 1 CONF", "IP Address:", "IP1:"}, {"ETH 1 CONF", "NetMask:", "NetMask1:"}},
+    {{"ETH 2 CONF", "IP Address:", "IP2:"}, {"ETH 2 CONF", "NetMask:", "NetMask2:"}},
+};
 
 } // namespace
 
 void drawEthernetPage(std::uint8_t page, std::uint8_t subPage) {
-    const unsigned port = page == firstPort ? firstPort : secondPort;
+    const bool isFirst = page == firstPort;
     const InterfaceAddress* pair = nullptr;
-    if (port == firstPort) {
+    if (isFirst) {
         DeviceInfo::instance()->getPort1Addr(&pair);
     } else {
         DeviceInfo::instance()->getPort2Addr(&pair);
     }
-    const EthernetValue value = ethernetValue(*pair, subPage);
-    char text[valueSize];
+    const bool isAddress = subPage == 0;
+    const EthernetTexts& shown = texts[isFirst ? 0 : 1][isAddress ? 0 : 1];
+    const char* const value = isAddress ? pair->address : pair->netmask;
     if (isSmallPanel()) {
         selectBodyText();
-        formatPort(text, value.smallFormat, port);
-        GUI_DispStringAt(text, 6, 4);
-        drawCentred(value.text, 16);
+        GUI_DispStringAt(shown.smallLabel, 6, 4);
+        drawCentred(value, 16);
         return;
     }
     GUI_DrawBitmap(&IconEthernet, 6, 5);
-    formatPort(text, "ETH %u CONF", port);
-    drawTitleAt(text, 26, 4);
-    GUI_DispStringAt(value.label, 15, 26);
-    drawCentred(value.text, 42);
+    drawTitleAt(shown.title, 26, 4);
+    GUI_DispStringAt(shown.label, 15, 26);
+    drawCentred(value, 42);
 }

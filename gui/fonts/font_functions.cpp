@@ -68,12 +68,11 @@ void drawMonoGlyphs(const GUI_Font& font, const MonoGlyphs& glyphs) {
 // Null when no range holds the code.
 const GUI_CharInfo* findPropChar(const GUI_Font& font, std::uint16_t code) {
     const auto* range = static_cast<const GUI_PropRange*>(font.pData);
-    for (; range != nullptr; range = range->pNext) {
-        if (range->First <= code && code <= range->Last) {
-            return &range->pCharInfo[code - range->First];
-        }
+    while (range != nullptr && range->Last < code) {
+        range = range->pNext;
     }
-    return nullptr;
+    return range != nullptr && range->First <= code ? &range->pCharInfo[code - range->First]
+                                                    : nullptr;
 }
 
 } // namespace
