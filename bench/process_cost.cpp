@@ -177,7 +177,34 @@ void measureRound(int round, std::chrono::seconds length, const std::vector<Meas
     }
 }
 
-// The panel stays lit for a minute after a key: each round begins with presses.
+// The first columns of the panel: the left side of the clock's icon, which no other page shows.
+std::vector<std::uint8_t> iconOf(const sim::Gateway& gateway) {
+    constexpr std::size_t bytesPerRow = 16;
+    constexpr std::size_t iconBytes = 4;
+    const auto picture = gateway.picture();
+    std::vector<std::uint8_t> icon;
+    for (std::size_t row = 0; row < picture.size(); row += bytesPerRow) {
+        icon.insert(icon.end(), picture.begin() + static_cast<std::ptrdiff_t>(row),
+                    picture.begin() + static_cast<std::ptrdiff_t>(row + iconBytes));
+    }
+    return icon;
+}
+
+// Presses once round the cycle until the clock is back; the first press may only wake the panel,
+// which then stays lit for a minute.
+bool goRoundToClock(sim::Gateway& gateway, const std::vector<std::uint8_t>& clockIcon) {
+    constexpr int mostPresses = 40;
+    for (int i = 0; i < mostPresses; ++i) {
+        gateway.press();
+        gateway.release();
+        std::this_thread::sleep_for(300ms);
+        if (i > 1 && iconOf(gateway) == clockIcon) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool measureSideBySide(int rounds, std::chrono::seconds length,
                        const std::vector<Measured>& others) {
     const auto gateway = makeGateway();
@@ -187,18 +214,14 @@ bool measureSideBySide(int rounds, std::chrono::seconds length,
     std::this_thread::sleep_for(2s);
     std::vector<Measured> measured = {{"paneld", {panel.pid()}}, {"floor", {floor.pid()}}};
     measured.insert(measured.end(), others.begin(), others.end());
+    const auto clockIcon = iconOf(*gateway);
     bool ticking = true;
     for (int round = 1; round <= rounds; ++round) {
-        // Once round the cycle, back to the clock.
-        constexpr int cycle = 16;
-        for (int i = 0; i < cycle; ++i) {
-            gateway->press();
-            gateway->release();
-            std::this_thread::sleep_for(300ms);
-        }
+        ticking = goRoundToClock(*gateway, clockIcon) && ticking;
         const auto clock = gateway->picture();
         measureRound(round, length, measured, [&] {
-            ticking = ticking && gateway->brightness() == "127" && gateway->picture() != clock;
+            ticking = ticking && gateway->brightness() == "127" && iconOf(*gateway) == clockIcon &&
+                      gateway->picture() != clock;
         });
         panel.collect();
     }
