@@ -11,11 +11,6 @@
 
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto patience = 30s;
-constexpr auto lookPeriod = 5ms;
-
 std::string contents(int fd) {
     std::string text(static_cast<std::size_t>(lseek(fd, 0, SEEK_END)), '\0');
     text.resize(
@@ -64,20 +59,12 @@ ToolProcess::~ToolProcess() {
     close(errors_);
 }
 
-std::string ToolProcess::output() const {
-    return contents(output_);
-}
-
-bool ToolProcess::waitForLines(std::size_t count) const {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (std::chrono::steady_clock::now() < deadline) {
-        const std::string text = output();
-        if (std::count(text.begin(), text.end(), '\n') >= static_cast<std::ptrdiff_t>(count)) {
-            return true;
-        }
-        std::this_thread::sleep_for(lookPeriod);
+void ToolProcess::waitForLines(std::size_t count) const {
+    std::string text;
+    while (std::count(text.begin(), text.end(), '\n') < static_cast<std::ptrdiff_t>(count)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        text = contents(output_);
     }
-    return false;
 }
 
 void ToolProcess::signal(int number) const {
@@ -85,14 +72,8 @@ void ToolProcess::signal(int number) const {
 }
 
 Outcome ToolProcess::finish() {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
     int status = 0;
-    while (waitpid(child_, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return {-1, contents(output_), contents(errors_)};
-        }
-        std::this_thread::sleep_for(lookPeriod);
-    }
+    waitpid(child_, &status, 0);
     child_ = -1;
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(output_), contents(errors_)};
 }

@@ -9,7 +9,7 @@
 #include <vector>
 
 struct Outcome {
-    int status = -1; // exit status; -1 when the tool was killed or never ended
+    int status = -1; // exit status; -1 when the tool was killed
     std::string output;
     std::string errors;
 };
@@ -22,10 +22,8 @@ class ToolProcess {
     ToolProcess(const ToolProcess&) = delete;
     ToolProcess& operator=(const ToolProcess&) = delete;
 
-    // What it has written to standard output so far.
-    std::string output() const;
-    // Waits until its standard output has so many lines; false when it takes too long.
-    bool waitForLines(std::size_t count) const;
+    // Waits until its standard output has so many lines.
+    void waitForLines(std::size_t count) const;
     void signal(int number) const;
     // Waits for its end.
     Outcome finish();
