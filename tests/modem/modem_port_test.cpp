@@ -28,15 +28,10 @@ struct OpenPort {
 
 class ModemPortTest : public GatewayTest {};
 
-TEST_F(ModemPortTest, IsOpenedWithoutWaitingAndThenReadsWait) {
+TEST_F(ModemPortTest, IsOpenedWithoutWaitingAndDropsItsSpeedForAMoment) {
     const OpenPort port;
-    ASSERT_GE(port.fd, 0);
     EXPECT_EQ(gateway.lastOpenFlags(sim::Path::ModemPort), O_RDWR | O_NOCTTY | O_NONBLOCK);
     EXPECT_EQ(fcntl(port.fd, F_GETFL) & O_NONBLOCK, 0);
-}
-
-TEST_F(ModemPortTest, SpeedIsDroppedForAMomentInTheSecondOfThreeSettings) {
-    const OpenPort port;
     const std::vector<sim::LineSettings> settings = gateway.lineSettings();
     ASSERT_EQ(settings.size(), 3U);
     constexpr tcflag_t line = CS8 | CREAD | HUPCL | CLOCAL;
@@ -92,13 +87,10 @@ TEST_F(ModemPortTest, WaitsAreBoundedByPolls) {
     } cases[] = {
         {"no answer to a marker transaction", checkSimReady, {}, 0, 500ms},
         {"no answer to a value query", querySignalQuality, {}, -1, 100ms},
-        {"an answer within the waits", checkSimReady, {{495ms, ready}}, 1, 495ms},
         {"an answer behind them", checkSimReady, {{505ms, ready}}, 0, 500ms},
-        {"a value within the waits", querySignalQuality, {{95ms, signal}}, 23, 95ms},
         {"a value behind them", querySignalQuality, {{105ms, signal}}, -1, 100ms},
         // Two waits of 10 ms, two chunks, 46 more waits.
         {"a split marker", checkSimReady, {{25ms, "\r\nO"}, {2ms, "K\r\n"}}, 0, 487ms},
-        {"searching", checkRegistered, {{25ms, "+CREG: 0,2\r\n\r\nOK\r\n"}}, 0, 495ms},
         {"chatter uses up the polls", checkSimReady, chatter, 0, 50ms},
         {"and those of a value query", querySignalQuality, chatter, -1, 10ms},
         {"ERROR ends at once", checkSimReady, {{25ms, "\r\n+CME ERROR: 10\r\n"}}, 0, 25ms},
@@ -107,10 +99,7 @@ TEST_F(ModemPortTest, WaitsAreBoundedByPolls) {
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(one.behaviour);
-        gateway.scriptModem({{one.ask == checkSimReady     ? "at+cpin?"
-                              : one.ask == checkRegistered ? "at+creg?"
-                                                           : "at+csq",
-                              one.reply}});
+        gateway.scriptModem({{one.ask == checkSimReady ? "at+cpin?" : "at+csq", one.reply}});
         gateway.pass(1s); // what the case before left on its way is lost
         const OpenPort port;
         int result = -2;
@@ -163,7 +152,12 @@ class DialogueTest : public GatewayTest {
 
 TEST_F(DialogueTest, StepwiseQueryOfEachModem) {
     using F = sim::ModemFacts;
-    using sim::Command, sim::Maker, sim::SimCard;
+    using sim::Command, sim::Maker;
+    const Edit noSim = with(&F::simCard, sim::SimCard::Absent);
+    const Edit noMaker = with(&F::errorCommands, bit(Command::Cgmi));
+    const Edit noMode = with(&F::errorCommands, bit(Command::Cnsmod));
+    const Edit noSystemMode = with(&F::maker, Maker::AirM2m, &F::systemMode, 0);
+    const Edit noCsqNorSim = with(&F::csq, 0, &F::simCard, sim::SimCard::Absent);
     const struct {
         const char* modem;
         Edit edit;
@@ -172,39 +166,17 @@ TEST_F(DialogueTest, StepwiseQueryOfEachModem) {
         milliseconds time;
     } cases[] = {
         {"SIMCOM", with(&F::maker, Maker::Simcom), {1, 1, 20, 3, 8}, "prsGn", 150ms},
-        {"AirM2M", with(&F::maker, Maker::AirM2m), {1, 1, 20, 3, 8}, "prsGY", 150ms},
-        {"both", with(&F::maker, Maker::Both), {1, 1, 20, 3, 8}, "prsGY", 150ms},
-        {"neither", with(&F::maker, Maker::Neither), {1, 1, 20, 3, 0}, "prsG", 130ms},
-        {"no maker", with(&F::errorCommands, bit(Command::Cgmi)), {1, 1, 20, 3, 0}, "prsG", 130ms},
+        {"both makers", with(&F::maker, Maker::Both), {1, 1, 20, 3, 8}, "prsGY", 150ms},
+        {"no maker", noMaker, {1, 1, 20, 3, 0}, "prsG", 130ms},
         {"mode 0", with(&F::networkMode, 0), {1, 1, 20, 3, 0}, "prsGnnn", 190ms},
         {"mode 0 twice", with(&F::modeLeadingZeros, 2U), {1, 1, 20, 3, 8}, "prsGnnn", 190ms},
-        {"no mode",
-         with(&F::errorCommands, bit(Command::Cnsmod)),
-         {1, 1, 20, 3, -1},
-         "prsGn",
-         150ms},
-        {"mode?",
-         with(&F::maker, Maker::AirM2m, &F::systemMode, 0),
-         {1, 1, 20, 3, -1},
-         "prsGY",
-         150ms},
-        {"no SIM", with(&F::simCard, SimCard::Absent), {0, 1, -1, 0, 8}, "pprsGn", 170ms},
+        {"no mode", noMode, {1, 1, 20, 3, -1}, "prsGn", 150ms},
+        {"no system mode", noSystemMode, {1, 1, 20, 3, -1}, "prsGY", 150ms},
+        {"no SIM", noSim, {0, 1, -1, 0, 8}, "pprsGn", 170ms},
         {"no network", with(&F::registration, 2), {1, 0, -1, 0, 8}, "prrsGn", 1130ms},
-        {"csq 0 once", with(&F::csqLeadingZeros, 1U), {1, 1, 20, 3, 8}, "prssGn", 170ms},
         {"csq 0 twice", with(&F::csqLeadingZeros, 2U), {1, 1, 0, 1, 8}, "prssGn", 170ms},
-        {"csq 0, no SIM",
-         with(&F::csq, 0, &F::simCard, SimCard::Absent),
-         {0, 1, -1, 0, 8},
-         "pprssGn",
-         190ms},
-        {"csq 99", with(&F::csq, 99), {1, 1, 99, 0, 8}, "prsGn", 150ms},
-        {"csq refused",
-         with(&F::errorCommands, bit(Command::Csq)),
-         {1, 1, -1, 0, 8},
-         "prsGn",
-         150ms},
+        {"csq 0, no SIM", noCsqNorSim, {0, 1, -1, 0, 8}, "pprssGn", 190ms},
         {"no csq", with(&F::csq, -1), {1, 1, -1, 0, 8}, "prsGn", 230ms},
-        {"echo", with(&F::echo, sim::Echo::Separate), {1, 1, 20, 3, 8}, "prsGn", 150ms},
         {"silent", with(&F::silentCommands, sim::everyCommand), {0, 0, -1, 0, 0}, "pprrsG", 4110ms},
     };
     for (const auto& one : cases) {
@@ -229,51 +201,37 @@ TEST_F(DialogueTest, ASecondCheckMaySucceed) {
     EXPECT_TRUE(gateway.sentToModem().ends_with("AT+CGMI\r\nAT^SYSINFO\r\n"));
 }
 
-TEST_F(DialogueTest, MakersAnswerIsAwaitedTwoSecondsThenFiftyMilliseconds) {
+TEST_F(DialogueTest, LongAnswersAreAwaitedSecondsThenFiftyMilliseconds) {
+    constexpr const char* maker = "AT+CGMI";
+    constexpr const char* all = "at+cpin?\r\nat+creg?\r\nat+csq";
     const struct {
-        std::vector<sim::ReplyStep> reply;
-        std::int32_t networkType;
-        milliseconds time; // of the maker's answer alone
-    } cases[] = {
-        {{{2000ms, "SIMCOM"}}, 8, 2050ms},
-        {{{2020ms, "SIMCOM"}}, 0, 2010ms},
-        {{{10ms, "SIM"}, {45ms, "COM"}}, 8, 105ms},
-        {{{10ms, "SIM"}, {55ms, "COM"}}, 0, 60ms},
-    };
-    for (const auto& one : cases) {
-        gateway.scriptModem({{"AT+CGMI", one.reply}});
-        gateway.pass(1s); // what the case before left on its way is lost
-        ModemStatus status{};
-        const auto time = timeOf([&] { status = query(modelStepwise); });
-        EXPECT_EQ(time, one.time + 60ms + (one.networkType != 0 ? 20ms : 0ms));
-        EXPECT_EQ(status.networkType, one.networkType);
-    }
-}
-
-TEST_F(DialogueTest, CombinedAnswerIsAwaitedThreeSecondsThenFiftyMilliseconds) {
-    const struct {
-        const char* behaviour;
+        const char* command;
         std::vector<sim::ReplyStep> reply;
         ModemStatus status;
         milliseconds time;
     } cases[] = {
-        {"silence", {}, {0, 0, 0, 1, 2}, 3000ms},
-        {"late", {{2990ms, "OK\r\n+CREG: 0,1\r\n"}}, {1, 1, 0, 1, 2}, 3040ms},
-        {"too late", {{3010ms, "OK\r\n+CREG: 0,1\r\n"}}, {0, 0, 0, 1, 2}, 3000ms},
-        {"in pieces", {{20ms, "OK+CR"}, {45ms, "EG: 0,1"}}, {1, 1, 0, 1, 2}, 115ms},
-        {"with a pause", {{20ms, "OK"}, {55ms, "+CREG: 0,1"}}, {1, 0, 0, 1, 2}, 70ms},
-        {"hung up", {{20ms, "OK"}, {5ms, "", true}}, {1, 0, 0, 1, 2}, 25ms},
-        {"before the flush", {{0ms, "OK\r\n+CREG: 0,1"}}, {0, 0, 0, 1, 2}, 3000ms},
+        // The maker's answer, after 60 ms of others; the mode takes 20 ms more.
+        {maker, {{2000ms, "SIMCOM"}}, {1, 1, 20, 3, 8}, 2130ms},
+        {maker, {{2020ms, "SIMCOM"}}, {1, 1, 20, 3, 0}, 2070ms},
+        {maker, {{10ms, "SIM"}, {45ms, "COM"}}, {1, 1, 20, 3, 8}, 185ms},
+        {maker, {{10ms, "SIM"}, {55ms, "COM"}}, {1, 1, 20, 3, 0}, 120ms},
+        // The combined answer.
+        {all, {}, {0, 0, 0, 1, 2}, 3000ms},
+        {all, {{2990ms, "OK\r\n+CREG: 0,1\r\n"}}, {1, 1, 0, 1, 2}, 3040ms},
+        {all, {{3010ms, "OK\r\n+CREG: 0,1\r\n"}}, {0, 0, 0, 1, 2}, 3000ms},
+        {all, {{20ms, "OK+CR"}, {45ms, "EG: 0,1"}}, {1, 1, 0, 1, 2}, 115ms},
+        {all, {{20ms, "OK"}, {5ms, "", true}}, {1, 0, 0, 1, 2}, 25ms},
+        {all, {{0ms, "OK\r\n+CREG: 0,1"}}, {0, 0, 0, 1, 2}, 3000ms}, // lost by the flush
     };
     for (const auto& one : cases) {
-        SCOPED_TRACE(one.behaviour);
-        gateway.scriptModem({{"at+cpin?\r\nat+creg?\r\nat+csq", one.reply}});
+        gateway.scriptModem({{one.command, one.reply}});
         gateway.pass(1s); // what the case before left on its way is lost
         ModemStatus status{};
-        EXPECT_EQ(timeOf([&] { status = query(modelCombined); }), one.time);
+        const auto kind = one.command == maker ? modelStepwise : modelCombined;
+        EXPECT_EQ(timeOf([&] { status = query(kind); }), one.time);
         EXPECT_EQ(status, one.status);
-        EXPECT_EQ(gateway.sentToModem(), "at+cpin?\r\nat+creg?\r\nat+csq\r\n");
     }
+    EXPECT_EQ(gateway.sentToModem(), "at+cpin?\r\nat+creg?\r\nat+csq\r\n");
 }
 
 } // namespace

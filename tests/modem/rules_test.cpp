@@ -1,0 +1,188 @@
+// What the transactions and dialogues make of the chunks that they read, and how much they collect.
+// Needs no gateway.
+
+#include "modem/at_transaction.h"
+#include "modem/combined_reply.h"
+#include "tests/modem/modem_status_text.h"
+#include "tests/modem/scripted_port.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+namespace {
+
+const std::string end;
+
+std::string padded(std::size_t size, std::string_view tail) {
+    return std::string(size - tail.size(), '.').append(tail);
+}
+
+TEST(Transaction, ResultOfEachSequenceOfChunks) {
+    const struct {
+        const char* behaviour;
+        int (*ask)(int fd);
+        std::vector<std::string> chunks;
+        int result;
+        int left = 0; // chunks that are not read any more
+    } cases[] = {
+        {"SIM that wants its PIN is there", checkSimReady, {"+CPIN: SIM PIN\r\n\r\nOK\r\n"}, 1},
+        {"the marker may come late", checkSimReady, {"at+cpin?\r\r\n", "\r\nRING\r\n", "OK"}, 1},
+        {"ERROR ends", checkSimReady, {"\r\n+CME ERROR: 10\r\n", "OK"}, 0, 1},
+        {"a marker beside ERROR wins", checkSimReady, {"ERROR\r\nOK\r\n"}, 1},
+        {"the end of the port ends", checkSimReady, {end, "OK"}, 0, 1},
+        {"a chunk of 511 bytes is read whole", checkSimReady, {padded(511, "OK"), end}, 1, 1},
+        {"a chunk of 512 bytes is not", checkSimReady, {padded(512, "OK"), end}, 0},
+        {"at home", checkRegistered, {"\r\n+CREG: 0,1\r\n\r\nOK\r\n"}, 1},
+        {"roaming", checkRegistered, {"\r\n+CREG: 0,5\r\n\r\nOK\r\n"}, 1},
+        {"another report mode", checkRegistered, {"\r\n+CREG: 1,1\r\n\r\nOK\r\n", end}, 0},
+        {"behind its echo", querySignalQuality, {"at+csq\r\r\n", "\r\n+CSQ: 7,99\r\n"}, 7},
+        {"another line's colon", querySignalQuality, {"+CREG: 1\r\n\r\n+CSQ: 23,99"}, 1},
+        {"a field of seven characters fits", querySignalQuality, {"+CSQ: 000023,99"}, 23},
+        {"a longer one is cut", querySignalQuality, {"+CSQ: 0000234,99"}, 23},
+        {"a field without end is cut", querySignalQuality, {"+CSQ: 1234567890123"}, 123456},
+        {"no field", querySignalQuality, {"+CSQ:"}, 0},
+        {"a colon at the very start", querySignalQuality, {":+CSQ: 23,99"}, 0},
+        {"a prefix beside ERROR wins", querySignalQuality, {"+CSQ: 5,99\r\nERROR\r\n"}, 5},
+        {"OK alone is no value", querySignalQuality, {"OK\r\n", "+CS", "Q: 5,99", end}, -1},
+        {"mode ends at white space", queryNetworkMode, {"+CNSMOD: 0,13 ,4"}, 13},
+        {"another line's comma", queryNetworkMode, {"+CREG: 0,1\r\n+CNSMOD: 0,8"}, 1},
+        {"an over-long mode is cut", queryNetworkMode, {"+CNSMOD: 0,00000087"}, 8},
+        {"a mode without its second number", queryNetworkMode, {"+CNSMOD: 8\r\n"}, 0},
+        {"LTE", querySysInfoMode, {"\r\n^SYSINFO: 2,3,0,17,1\r\n\r\nOK\r\n"}, 8},
+        {"GSM", querySysInfoMode, {"AT^SYSINFO\r\r\n^SYSINFO: 2,3,0,3,1\r\n"}, 1},
+        {"WCDMA", querySysInfoMode, {"^SYSINFO:2,3,0,4,1"}, 4},
+        {"TD-SCDMA", querySysInfoMode, {"^SYSINFO:2,3,0,5,1"}, 9},
+        {"no service", querySysInfoMode, {"^SYSINFO: 0,0,0,0,255"}, -1},
+        {"commas of another line", querySysInfoMode, {"+CREG: 0,1\r\n^SYSINFO: 2,3,17,0,1"}, 8},
+        {"an over-long system mode", querySysInfoMode, {"^SYSINFO: 2,3,0,00000034,1"}, 1},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.behaviour);
+        ScriptedPort port(one.chunks);
+        EXPECT_EQ(one.ask(port.fd()), one.result);
+        EXPECT_EQ(port.chunksLeft(), one.left);
+    }
+}
+
+ModemStatus query(std::uint8_t kind, int fd) {
+    ModemStatus status{};
+    queryModemStatus(kind, fd, status);
+    return status;
+}
+
+TEST(StepwiseDialogue, MakerIsLookedForInTwentyChunksOf512Bytes) {
+    const struct {
+        std::vector<std::string> chunks;
+        std::int32_t networkType;
+    } cases[] = {
+        {std::vector<std::string>(19, "."), 8},
+        {std::vector<std::string>(20, "."), 0},
+        {{padded(506, "")}, 8}, // the maker's name fills the rest
+        {{padded(507, "")}, 0},
+    };
+    for (const auto& one : cases) {
+        ScriptedPort port({"OK", "+CREG: 0,1", "+CSQ: 20,99"});
+        for (const std::string& chunk : one.chunks) {
+            port.add(chunk);
+        }
+        port.add("SIMCOM and more");
+        port.add("+CNSMOD: 0,8"); // not taken for a part of the maker's answer
+        EXPECT_EQ(query(modelStepwise, port.fd()).networkType, one.networkType);
+    }
+}
+
+// Nobody listens where this port writes to, so the first read behind every command fails; one
+// answer has come before.
+TEST(StepwiseDialogue, AFailedReadDoesNotEndTheMakersAnswer) {
+    const int port = socket(AF_INET, SOCK_DGRAM, 0);
+    const int peer = socket(AF_INET, SOCK_DGRAM, 0);
+    for (const auto& [from, to] : {std::pair(peer, port), std::pair(port, peer)}) {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        bind(to, reinterpret_cast<sockaddr*>(&address), size); // fails for the bound one
+        getsockname(to, reinterpret_cast<sockaddr*>(&address), &size);
+        ASSERT_EQ(connect(from, reinterpret_cast<sockaddr*>(&address), size), 0);
+    }
+    ASSERT_EQ(send(peer, "SIMCOM", 6, 0), 6);
+    close(peer);
+    // No other transaction survives a failed read. The mode query is made, though: -1, not 0.
+    EXPECT_EQ(query(modelStepwise, port), (ModemStatus{0, 0, -1, 0, -1}));
+    close(port);
+}
+
+TEST(CombinedDialogue, CollectsExactly511BytesInAtMostTenChunks) {
+    const struct {
+        std::vector<std::string> chunks;
+        std::int32_t csq;
+        int left;
+    } cases[] = {
+        {{padded(510, "+CSQ: 1"), "23456", "7"}, 12, 1}, // 510 bytes: there may be more
+        {{padded(511, "+CSQ: 1"), "2"}, 1, 1},           // 511 bytes: full
+        {{padded(300, ""), padded(300, "") + "+CSQ: 1", "2"}, 0, 1},
+        {{padded(300, ""), padded(211, "+CSQ: 1") + "2", "3"}, 1, 1},
+        {{"+CSQ: 1", "2", end, "3"}, 12, 1},
+        {{"+CSQ: ", "0", "0", "0", "0", "0", "0", "1", "2", "3", "4", "5"}, 123, 2},
+    };
+    for (const auto& one : cases) {
+        ScriptedPort port(one.chunks);
+        EXPECT_EQ(query(modelCombined, port.fd()).csq, one.csq);
+        EXPECT_EQ(port.chunksLeft(), one.left);
+    }
+}
+
+TEST(CombinedReply, IsReadByWhatItsAnswersName) {
+    const struct {
+        std::string text; // a '/' stands for a line end
+        ModemStatus status;
+    } cases[] = {
+        {"at+cpin?/at+creg?/at+csq/+CPIN: READY/OK/+CREG: 1/+CREG: 0,5/OK/+CSQ: 9,99/OK/",
+         {1, 1, 9, 1, 0}},
+        {"+CPIN: READY/OK/ERROR/+CSQ: 25,99/OK/", {1, 0, 25, 4, 0}},
+        {"+CSQ: 14,99/+CPIN: READY/OK/+CREG: 0,1/OK/+CS", {1, 1, 0, 1, 0}},
+        {"", {0, 0, 0, 1, 0}},
+        // The OK of a later answer is not the SIM's.
+        {"+CME ERROR: 10/OK/+CREG: 0,1/OK/+CSQ: 20,99/OK/", {0, 1, 20, 3, 0}},
+        {"/+CREG: 0,1/OK/+CSQ: 20,99/OK/", {0, 1, 20, 3, 0}},
+        // The last signal counts, without and behind a registration.
+        {"+CSQ: 1,99/+CSQ: 2,99/+CREG: 0,1/+CSQ: 3,99/+CSQ: 12,99/", {0, 1, 12, 2, 0}},
+        {"OK/+CSQ: 1,99/+CSQ: 12,99/", {1, 0, 12, 2, 0}},
+        // Divided, but not in the expected form.
+        {"/+CREG: \t0 ,\t1/OK/+CREG: 0,2/+CSQ: 5,99", {0, 0, 5, 1, 0}},
+        {"/+CREG:0,1/OK/", {0, 0, 0, 1, 0}},
+        // An answer begins with two numbers; what does not is part of the SIM's.
+        {"/+CREG: ,1/+CREG: 0,/+CREG: 1/OK/+CREG: 0,5", {1, 1, 0, 1, 0}},
+        {"OK/+CSQ: 20,99/+CREG: 1/", {1, 0, 20, 3, 0}},
+        {"OK/+CREG: 0,2/+CSQ: 20,99/+CREG: 0,1/", {1, 0, 20, 3, 0}},
+        {"OK/+CREG: 2,1/+CREG: 0,1/+CSQ: ,99", {1, 1, 0, 1, 0}},
+        {"OK/+CSQ: 000000000000123,99/", {1, 0, 12, 2, 0}}, // cut to fifteen characters
+    };
+    for (auto one : cases) {
+        for (std::size_t at; (at = one.text.find('/')) != std::string::npos;) {
+            one.text.replace(at, 1, "\r\n");
+        }
+        ModemStatus status{};
+        parseCombinedReply(one.text.c_str(), &status);
+        EXPECT_EQ(status, one.status) << one.text;
+    }
+    ModemStatus status{1, 1, 7, 3, 2};
+    parseCombinedReply(nullptr, &status);
+    parseCombinedReply("+CSQ: 1,1", nullptr);
+    EXPECT_EQ(status, (ModemStatus{1, 1, 7, 3, 2}));
+}
+
+TEST(SignalLevel, FollowsItsTable) {
+    const struct {
+        std::int32_t first, last, level;
+    } rows[] = {{-9, -1, 0}, {0, 9, 1}, {10, 17, 2}, {18, 24, 3}, {25, 32, 4}, {33, 110, 0}};
+    for (const auto& row : rows) {
+        for (std::int32_t csq = row.first; csq <= row.last; ++csq) {
+            EXPECT_EQ(signalLevelOf(csq), row.level) << csq;
+        }
+    }
+}
+
+} // namespace
