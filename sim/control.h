@@ -111,7 +111,8 @@ struct Fault {
 };
 inline constexpr std::size_t faultCount = 8;
 
-// One entry of the list that getifaddrs gives.
+// One entry of the list that getifaddrs gives. The kernel gives every entry of an interface the
+// interface's own flags.
 struct InterfaceEntry {
     char name[16];
     std::uint8_t present;
@@ -120,6 +121,7 @@ struct InterfaceEntry {
     std::uint16_t family;    // AF_INET, AF_INET6, AF_PACKET
     std::uint8_t address[4];
     std::uint8_t netmask[4];
+    std::uint32_t flags; // IFF_UP, IFF_RUNNING while there is a cable
 };
 inline constexpr std::size_t interfaceCount = 24;
 

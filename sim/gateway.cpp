@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <linux/input.h>
 #include <mutex>
+#include <net/if.h>
 #include <new>
 #include <stdexcept>
 #include <sys/ioctl.h>
@@ -32,7 +33,8 @@ constexpr std::size_t logTextSize = 68;
 constexpr std::uint32_t blocksPerMegabyte = 256; // of 4096 bytes
 constexpr std::uint32_t tfBlockSize = 4096;
 constexpr std::uint16_t buttonCode = 256;
-constexpr std::size_t eventsKept = 64; // by the kernel, for each reader
+constexpr std::size_t eventsKept = 63; // by the kernel, for each reader, in a ring of 64
+constexpr std::int32_t repetition = 2; // value of a key event
 
 // Monday 2024-03-04 09:05:03 UTC.
 constexpr std::time_t ordinaryWallClock = 1'709'543'103;
@@ -172,7 +174,17 @@ InterfaceEntry interfaceEntry(std::string_view interfaceName, std::uint16_t fami
     entry.hasAddress = 1;
     entry.hasNetmask = family == AF_INET ? 1 : 0;
     entry.family = family;
+    entry.flags = IFF_UP | IFF_RUNNING;
     return entry;
+}
+
+template <typename Entries>
+const InterfaceEntry* entryOf(const Entries& entries, std::string_view interfaceName) {
+    const auto* found = std::find_if(std::begin(entries), std::end(entries),
+                                     [interfaceName](const InterfaceEntry& entry) {
+                                         return entry.present != 0 && interfaceName == entry.name;
+                                     });
+    return found == std::end(entries) ? nullptr : found;
 }
 
 bool isIpv4Of(const InterfaceEntry& entry, std::string_view interfaceName) {
@@ -387,7 +399,11 @@ std::optional<std::string> Gateway::brightness() const {
 }
 
 std::optional<std::string> Gateway::brightness(Backlight which) const {
-    return readFile(brightnessFile(which));
+    std::optional<std::string> text = readFile(brightnessFile(which));
+    if (text) {
+        text->erase(std::min(text->find('\n'), text->size()));
+    }
+    return text;
 }
 
 void Gateway::setBacklightPresent(Backlight which, bool present) {
@@ -406,6 +422,7 @@ void Gateway::setButtonPresent(bool present) {
         buttonFd_ = -1;
     }
     removeFile(button);
+    keysDown_.reset();
     if (present) {
         std::filesystem::create_directories(place("/dev/input"));
         checked(mkfifo(place(button).c_str(), 0600), button);
@@ -415,18 +432,27 @@ void Gateway::setButtonPresent(bool present) {
 }
 
 void Gateway::press() {
-    sendEvent(EV_KEY, buttonCode, 1);
-    sendEvent(EV_SYN, SYN_REPORT, 0);
+    reportKey(buttonCode, 1);
 }
 
 void Gateway::release() {
-    sendEvent(EV_KEY, buttonCode, 0);
+    reportKey(buttonCode, 0);
+}
+
+void Gateway::reportKey(std::uint16_t code, std::int32_t value) {
+    const bool down = value != 0;
+    if (value != repetition) {
+        if (keysDown_.test(code) == down) {
+            return;
+        }
+        keysDown_.set(code, down);
+    }
+    sendEvent(EV_KEY, code, value);
     sendEvent(EV_SYN, SYN_REPORT, 0);
 }
 
 void Gateway::sendEvent(std::uint16_t type, std::uint16_t code, std::int32_t value) {
-    // The kernel keeps so many events for a reader. One more, and it forgets them all but for a
-    // note and the newest.
+    // One more than the kernel keeps, and it forgets them all but for a note and the newest.
     int waiting = 0;
     if (ioctl(buttonFd_, FIONREAD, &waiting) == 0 &&
         static_cast<std::size_t>(waiting) >= eventsKept * sizeof(input_event)) {
@@ -538,6 +564,9 @@ void Gateway::setInterface(std::string_view interfaceName, std::string_view addr
     parseAddress(netmask, entry.netmask);
     const std::lock_guard guard(block_->factsLock);
     auto& entries = block_->facts.interfaces;
+    if (const InterfaceEntry* known = entryOf(entries, interfaceName)) {
+        entry.flags = known->flags;
+    }
     auto* found =
         std::find_if(std::begin(entries), std::end(entries),
                      [&](const InterfaceEntry& other) { return isIpv4Of(other, interfaceName); });
@@ -551,6 +580,15 @@ void Gateway::setInterface(std::string_view interfaceName, std::string_view addr
     *found = entry;
 }
 
+void Gateway::removeAddress(std::string_view interfaceName) {
+    const std::lock_guard guard(block_->factsLock);
+    for (InterfaceEntry& entry : block_->facts.interfaces) {
+        if (isIpv4Of(entry, interfaceName)) {
+            entry = {};
+        }
+    }
+}
+
 void Gateway::removeInterface(std::string_view interfaceName) {
     const std::lock_guard guard(block_->factsLock);
     for (InterfaceEntry& entry : block_->facts.interfaces) {
@@ -560,11 +598,26 @@ void Gateway::removeInterface(std::string_view interfaceName) {
     }
 }
 
-bool Gateway::hasInterface(std::string_view interfaceName) const {
+bool Gateway::hasAddress(std::string_view interfaceName) const {
     const std::lock_guard guard(block_->factsLock);
     return std::any_of(
         std::begin(block_->facts.interfaces), std::end(block_->facts.interfaces),
         [interfaceName](const InterfaceEntry& entry) { return isIpv4Of(entry, interfaceName); });
+}
+
+void Gateway::setCable(std::string_view interfaceName, bool plugged) {
+    const std::lock_guard guard(block_->factsLock);
+    for (InterfaceEntry& entry : block_->facts.interfaces) {
+        if (entry.present != 0 && interfaceName == entry.name) {
+            entry.flags = plugged ? entry.flags | IFF_RUNNING : entry.flags & ~IFF_RUNNING;
+        }
+    }
+}
+
+bool Gateway::hasCable(std::string_view interfaceName) const {
+    const std::lock_guard guard(block_->factsLock);
+    const InterfaceEntry* entry = entryOf(block_->facts.interfaces, interfaceName);
+    return entry != nullptr && (entry->flags & IFF_RUNNING) != 0;
 }
 
 void Gateway::setInterfaceEntries(std::span<const InterfaceEntry> entries) {
@@ -585,7 +638,9 @@ void Gateway::setTfCard(bool inserted) {
     } else {
         removeFile(tfDevice);
     }
-    setTfMounted(inserted);
+    if (inserted) {
+        setTfMounted(true);
+    }
 }
 
 void Gateway::setTfMounted(bool mounted) {

@@ -7,11 +7,13 @@
 
 #include "sim/control.h"
 
+#include <bitset>
 #include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <functional>
 #include <initializer_list>
+#include <linux/input-event-codes.h>
 #include <optional>
 #include <span>
 #include <string>
@@ -114,7 +116,8 @@ class Gateway {
 
     // --- Backlight ---
 
-    // Text in the brightness file of the fitted panel, or of the one named; nullopt when missing.
+    // What the brightness file of the fitted panel, or of the one named, answers, without its line
+    // feed; nullopt when missing.
     std::optional<std::string> brightness() const;
     std::optional<std::string> brightness(Backlight which) const;
     void setBacklightPresent(Backlight which, bool present);
@@ -124,7 +127,11 @@ class Gateway {
     // A press or release of the button with the synchronisation event that follows it.
     void press();
     void release();
-    // Any other event, alone. As in the kernel, a reader that is 64 events behind loses them.
+    // What the driver reports of a key. The kernel's input layer passes on changes between 0 (up)
+    // and anything else (down), and every 2, which is a repetition; other reports give no event.
+    void reportKey(std::uint16_t code, std::int32_t value);
+    // One event, alone, as a reader may meet it that has lost the ones before: past the input
+    // layer. The 64th event that nobody has read drives out all before it, as in the kernel.
     void sendEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
     // Raw bytes into the device, for short reads.
     void sendEventBytes(std::string_view bytes);
@@ -153,18 +160,25 @@ class Gateway {
     // Gives the interface this IPv4 address; changes the first IPv4 entry of that name or adds one.
     void setInterface(std::string_view interfaceName, std::string_view address,
                       std::string_view netmask = "255.255.255.0");
-    // Takes every entry of that name away.
+    // Takes its IPv4 addresses away; the interface stays.
+    void removeAddress(std::string_view interfaceName);
+    // Takes every entry of that name away, as when a data link ends.
     void removeInterface(std::string_view interfaceName);
     // Whether the list has an IPv4 entry of that name.
-    bool hasInterface(std::string_view interfaceName) const;
+    bool hasAddress(std::string_view interfaceName) const;
+    // Pulls the interface's cable or plugs it in. As in the kernel the addresses stay: only the
+    // interface's flag IFF_RUNNING comes and goes.
+    void setCable(std::string_view interfaceName, bool plugged);
+    bool hasCable(std::string_view interfaceName) const;
     // The exact list, in this order.
     void setInterfaceEntries(std::span<const InterfaceEntry> entries);
 
     // --- TF card ---
 
-    // Device node and mount point appear or vanish together.
+    // An inserted card is mounted. Of a pulled one the device node goes at once; its mount stays,
+    // and statfs answers, until setTfMounted takes it away.
     void setTfCard(bool inserted);
-    // Device node without a mount point.
+    // The mount point, with whatever device node there is.
     void setTfMounted(bool mounted);
     bool tfInserted() const;
     void setTfFigures(const TfFigures& figures);
@@ -237,6 +251,7 @@ class Gateway {
     ControlBlock* block_ = nullptr;
     int queueId_ = -1;
     int buttonFd_ = -1;
+    std::bitset<KEY_CNT> keysDown_; // as the input layer knows them
     std::time_t lastStamp_;
     bool attached_ = false;
 };

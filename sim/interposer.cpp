@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -72,6 +73,7 @@ constinit NextCall<int(int)> nextTcdrain{"tcdrain"};
 constinit NextCall<int(int, int)> nextTcflush{"tcflush"};
 
 constexpr key_t daemonQueueKey = 80;
+constexpr unsigned long maxBrightness = 255; // of both controllers' drivers
 constexpr Nanoseconds nanosecondsPerMicrosecond = 1000;
 constexpr Nanoseconds microsecondsPerSecond = 1'000'000;
 
@@ -279,11 +281,53 @@ int openRedirected(const Redirection& redirection, int flags, mode_t mode) {
         modemDescriptors += descriptor >= 0 ? 1 : 0;
         return descriptor;
     }
-    // A value written into sysfs takes the place of the old one, however long that was.
-    if (isBacklight(redirection.path()) && (flags & O_ACCMODE) != O_RDONLY) {
-        flags |= O_TRUNC;
+    // Sysfs cannot be emptied.
+    if (isBacklight(redirection.path())) {
+        flags &= ~O_TRUNC;
     }
     return nextOpen64(redirection.place(), flags, mode);
+}
+
+// The level that the kernel takes from a text written into a brightness file, or minus an errno:
+// digits in the base that their beginning names, a plus before and a line feed behind allowed.
+long parseLevel(const char* text) {
+    const char* digits = text + (*text == '+' ? 1 : 0);
+    if (std::isdigit(static_cast<unsigned char>(*digits)) == 0) {
+        return -EINVAL;
+    }
+    errno = 0;
+    char* end = nullptr;
+    const unsigned long level = std::strtoul(digits, &end, 0);
+    if (errno != 0) {
+        return -errno;
+    }
+    end += *end == '\n' ? 1 : 0;
+    return *end == '\0' && level <= maxBrightness ? static_cast<long>(level) : -EINVAL;
+}
+
+// The new text takes the place of the old one, however long that was, wherever the file stood. A
+// harness that looks meanwhile finds a whole first line.
+ssize_t writeBrightness(int descriptor, const void* bytes, std::size_t count) {
+    std::array<char, 64> text{};
+    if (count >= text.size()) {
+        errno = EINVAL;
+        return -1;
+    }
+    if (count == 0) {
+        return 0;
+    }
+    std::memcpy(text.data(), bytes, count);
+    const long level = std::strlen(text.data()) == count ? parseLevel(text.data()) : -EINVAL;
+    if (level < 0) {
+        errno = static_cast<int>(-level);
+        return -1;
+    }
+    const int length = std::snprintf(text.data(), text.size(), "%ld\n", level);
+    if (pwrite(descriptor, text.data(), static_cast<std::size_t>(length), 0) != length ||
+        ftruncate(descriptor, length) != 0) {
+        return -1;
+    }
+    return static_cast<ssize_t>(count);
 }
 
 template <typename Next>
@@ -411,6 +455,7 @@ ifaddrs* fillList(InterfaceList& list, const Facts& facts) {
         ifaddrs& out = list.entries[i];
         out = {};
         out.ifa_name = list.names[i].data();
+        out.ifa_flags = entry.flags;
         out.ifa_addr =
             entry.hasAddress != 0 ? reinterpret_cast<sockaddr*>(&list.addresses[i]) : nullptr;
         out.ifa_netmask =
@@ -596,6 +641,9 @@ INTERPOSED int close(int descriptor) {
 INTERPOSED ssize_t write(int descriptor, const void* bytes, std::size_t count) {
     if (!descriptorCallPasses(Call::Write, descriptor)) {
         return -1;
+    }
+    if (isBacklight(pathOf(descriptor)) && attachedBlock() != nullptr) {
+        return writeBrightness(descriptor, bytes, count);
     }
     const ssize_t written = nextWrite(descriptor, bytes, count);
     if (written > 0 && isModem(descriptor)) {

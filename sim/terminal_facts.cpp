@@ -142,8 +142,10 @@ const InterfaceEntry* entryOf(const Gateway& gateway, std::string_view name) {
 }
 
 constexpr std::array factKeyTable = {
-    FactKey{'1', "unplug or plug eth1, port 1", &DeskFacts::togglePort1},
-    FactKey{'2', "unplug or plug eth0, port 2", &DeskFacts::togglePort2},
+    FactKey{'1', "cable of port 1, eth1, out or in", &DeskFacts::toggleCable1},
+    FactKey{'2', "cable of port 2, eth0, out or in", &DeskFacts::toggleCable2},
+    FactKey{'x', "address of eth1 away or back", &DeskFacts::toggleAddress1},
+    FactKey{'X', "address of eth0 away or back", &DeskFacts::toggleAddress2},
     FactKey{'3', "data link ppp0 down or up", &DeskFacts::togglePpp},
     FactKey{'t', "pull or insert the TF card", &DeskFacts::toggleTfCard},
     FactKey{'T', "TF card of another size", &DeskFacts::nextTfSize},
@@ -181,27 +183,56 @@ DeskFacts::DeskFacts(Gateway& theirs)
 
 // --- Network ---
 
-std::string DeskFacts::togglePort(Port& port) {
-    if (const InterfaceEntry* entry = entryOf(gateway, port.name)) {
-        port.address = addressText(entry->address);
-        port.netmask = addressText(entry->netmask);
-        gateway.removeInterface(port.name);
-        return std::string(port.name) + " unplugged";
+std::string DeskFacts::toggleCable(const Port& port) {
+    const bool plugged = !gateway.hasCable(port.name);
+    gateway.setCable(port.name, plugged);
+    if (plugged)
+        return std::string(port.name) + " plugged in";
+    return std::string(port.name) + " unplugged" +
+           (gateway.hasAddress(port.name) ? "; it keeps its address" : "");
+}
+
+std::string DeskFacts::toggleCable1() {
+    return toggleCable(ports[0]);
+}
+
+std::string DeskFacts::toggleCable2() {
+    return toggleCable(ports[1]);
+}
+
+void DeskFacts::remember(Port& port) {
+    const InterfaceEntry* entry = entryOf(gateway, port.name);
+    port.address = addressText(entry->address);
+    port.netmask = addressText(entry->netmask);
+}
+
+std::string DeskFacts::toggleAddress(Port& port) {
+    if (gateway.hasAddress(port.name)) {
+        remember(port);
+        gateway.removeAddress(port.name);
+        return std::string(port.name) + " has lost its address";
     }
     gateway.setInterface(port.name, port.address, port.netmask);
-    return std::string(port.name) + " plugged in, " + port.address;
+    return std::string(port.name) + " has " + port.address + " again";
 }
 
-std::string DeskFacts::togglePort1() {
-    return togglePort(ports[0]);
+std::string DeskFacts::toggleAddress1() {
+    return toggleAddress(ports[0]);
 }
 
-std::string DeskFacts::togglePort2() {
-    return togglePort(ports[1]);
+std::string DeskFacts::toggleAddress2() {
+    return toggleAddress(ports[1]);
 }
 
 std::string DeskFacts::togglePpp() {
-    return togglePort(ports[2]);
+    Port& port = ports[2];
+    if (gateway.hasAddress(port.name)) {
+        remember(port);
+        gateway.removeInterface(port.name);
+        return "data link down, ppp0 gone";
+    }
+    gateway.setInterface(port.name, port.address, port.netmask);
+    return "data link up, ppp0 has " + port.address;
 }
 
 std::string DeskFacts::setAddress(std::string_view request) {
@@ -235,7 +266,8 @@ std::string DeskFacts::proposedAddress() const {
 
 std::string DeskFacts::toggleTfCard() {
     gateway.setTfCard(!gateway.tfInserted());
-    return gateway.tfInserted() ? "TF card inserted" : "TF card pulled";
+    return gateway.tfInserted() ? "TF card inserted and mounted"
+                                : "TF card pulled; its mount is left behind";
 }
 
 std::string DeskFacts::nextTfSize() {
@@ -388,9 +420,14 @@ std::string DeskFacts::sendLogLine(std::string_view utf8) {
 
 FactRow DeskFacts::portRow(const Port& port) const {
     const InterfaceEntry* entry = entryOf(gateway, port.name);
-    if (entry == nullptr)
-        return {port.label, "unplugged", false};
-    return {port.label, addressWithPrefix(*entry), true};
+    const bool dataLink = &port == &ports.back();
+    if (entry == nullptr && dataLink)
+        return {port.label, "no link", false};
+    const bool plugged = gateway.hasCable(port.name);
+    return {port.label,
+            (entry == nullptr ? "no address" : addressWithPrefix(*entry)) +
+                (plugged ? "" : ", no cable"),
+            entry != nullptr && plugged};
 }
 
 FactRow DeskFacts::modemRow() const {

@@ -39,9 +39,11 @@ class DeskFacts {
 
     // --- Changes; each returns one line that says what became of it ---
 
-    std::string togglePort1();      // eth1 unplugged, plugged in again with its address
-    std::string togglePort2();      // eth0 likewise
-    std::string togglePpp();        // the data link
+    std::string toggleCable1();     // of eth1: out, in; the address stays, as in the kernel
+    std::string toggleCable2();     // of eth0 likewise
+    std::string toggleAddress1();   // of eth1: taken away, given back
+    std::string toggleAddress2();   // of eth0 likewise
+    std::string togglePpp();        // the data link, which comes and goes with its address
     std::string toggleTfCard();     // out, in
     std::string nextTfSize();       // cards from 128 MB to 6 digits of MB
     std::string toggleSim();        // out, in
@@ -72,11 +74,13 @@ class DeskFacts {
     struct Port {
         const char* name;
         const char* label;
-        std::string address;
+        std::string address; // the last one
         std::string netmask;
     };
 
-    std::string togglePort(Port& port);
+    std::string toggleCable(const Port& port);
+    std::string toggleAddress(Port& port);
+    void remember(Port& port);
     std::string changeSignal(int step);
     std::string jumpClock(int hours);
     FactRow portRow(const Port& port) const;

@@ -38,7 +38,7 @@ constexpr std::array<KeyHint, 18> keyHints = {{
     {"h", "hold"},
     {"s", "64/32"},
     {"1 2 3", "ports"},
-    {"a", "address"},
+    {"a x X", "address"},
     {"i p", "SIM"},
     {"g", "register"},
     {"+ -", "signal"},

@@ -77,7 +77,7 @@ TEST(Start, WithoutAThreadEndsQuietlyWithStatus0) {
     EXPECT_EQ(panel.output(), "");
     EXPECT_EQ(panel.errors(), "");
     EXPECT_EQ(gateway.calls(sim::Path::Framebuffer), 0U);
-    EXPECT_EQ(gateway.brightness(), "50\n"); // as the kernel left it
+    EXPECT_EQ(gateway.brightness(), "50"); // as the kernel left it
 }
 
 sim::ProcessOptions launched(const char* condition) {

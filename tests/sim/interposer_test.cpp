@@ -15,6 +15,7 @@
 #include <linux/fb.h>
 #include <linux/input.h>
 #include <map>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -173,18 +174,45 @@ TEST_F(InterposerTest, Libxml2ReadsTheSandbox) {
     EXPECT_GE(gateway.calls(Path::SysXml), 1U);
 }
 
-TEST_F(InterposerTest, ABrightnessFileKeepsOnlyWhatWasWrittenLast) {
+TEST_F(InterposerTest, ABrightnessFileTakesAndAnswersWhatTheKernelsDoes) {
     const char* file = "/sys/devices/platform/SSD1306fb/backlight/ssd1306bl0/brightness";
-    for (const char* level : {"127", "0"}) {
-        const int descriptor = open(file, O_WRONLY);
-        ASSERT_GE(descriptor, 0);
-        EXPECT_EQ(write(descriptor, level, std::strlen(level)),
-                  static_cast<ssize_t>(std::strlen(level)));
-        close(descriptor);
-        EXPECT_EQ(gateway.brightness(), level);
+    const struct {
+        std::string written;
+        int error; // 0: taken
+        const char* answer;
+    } cases[] = {
+        {"127", 0, "127\n"},
+        {"0", 0, "0\n"},
+        {"255\n", 0, "255\n"},
+        {"0x10", 0, "16\n"},
+        {"010", 0, "8\n"},
+        {"+5", 0, "5\n"},
+        {"", 0, "5\n"},
+        {"256", EINVAL, "5\n"},
+        {"-1", EINVAL, "5\n"},
+        {"abc", EINVAL, "5\n"},
+        {" 7", EINVAL, "5\n"},
+        {"7 ", EINVAL, "5\n"},
+        {"\n", EINVAL, "5\n"},
+        {"1.5", EINVAL, "5\n"},
+        {std::string("7\0", 2), EINVAL, "5\n"},
+        {"7\n\n", EINVAL, "5\n"},
+        {std::string(30, '9'), ERANGE, "5\n"},
+    };
+    const int descriptor = open(file, O_WRONLY | O_TRUNC);
+    ASSERT_GE(descriptor, 0);
+    EXPECT_EQ(gateway.readFile(file), "50\n") << "sysfs is not emptied";
+    for (const auto& [written, error, answer] : cases) {
+        errno = 0;
+        const ssize_t result = write(descriptor, written.data(), written.size());
+        EXPECT_EQ(result, error == 0 ? static_cast<ssize_t>(written.size()) : -1) << written;
+        EXPECT_EQ(errno, error) << written;
+        EXPECT_EQ(gateway.readFile(file), answer) << written;
     }
+    close(descriptor);
+    EXPECT_EQ(gateway.brightness(), "5");
     EXPECT_EQ(gateway.brightness(sim::Backlight::St7565), std::nullopt);
-    EXPECT_EQ(gateway.lastOpenFlags(Path::BacklightSsd1306), O_WRONLY);
+    EXPECT_EQ(gateway.lastOpenFlags(Path::BacklightSsd1306), O_WRONLY | O_TRUNC);
 }
 
 TEST_F(InterposerTest, TheFramebufferAnswersWithThePanelThatIsFitted) {
@@ -259,20 +287,51 @@ std::string listed() {
 
 TEST_F(InterposerTest, InterfacesAreListedAsTheFactsStand) {
     const sim::InterfaceEntry entries[] = {
-        {"eth0", 1, 0, 0, AF_INET, {}, {}},
-        {"eth0", 1, 1, 0, AF_INET6, {}, {}},
-        {"eth0", 1, 1, 0, AF_INET, {10, 0, 0, 1}, {}},
+        {"eth0", 1, 0, 0, AF_INET, {}, {}, 0},
+        {"eth0", 1, 1, 0, AF_INET6, {}, {}, 0},
+        {"eth0", 1, 1, 0, AF_INET, {10, 0, 0, 1}, {}, 0},
     };
     gateway.setInterfaceEntries(entries);
     gateway.setInterface("eth1", "192.168.3.4", "255.255.0.0");
     EXPECT_EQ(listed(), "eth0 - - -\neth0 10 0 -\neth0 2 10 -\neth1 2 192 255\n");
-    EXPECT_TRUE(gateway.hasInterface("eth1"));
+    EXPECT_TRUE(gateway.hasAddress("eth1"));
     gateway.setInterface("eth1", "172.16.0.1");
     gateway.removeInterface("eth0");
     EXPECT_EQ(listed(), "eth1 2 172 255\n");
     gateway.failCall(Call::GetIfAddrs, ENOMEM);
     EXPECT_EQ(listed(), "failed");
     EXPECT_EQ(listed(), "eth1 2 172 255\n");
+}
+
+// What the list says of one interface: families, each with '+' while the interface is running.
+std::string families(const char* interfaceName) {
+    ifaddrs* list = nullptr;
+    EXPECT_EQ(getifaddrs(&list), 0);
+    std::string text;
+    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+        if (std::strcmp(entry->ifa_name, interfaceName) == 0) {
+            text += entry->ifa_addr->sa_family == AF_PACKET ? "link" : " address";
+            text += (entry->ifa_flags & IFF_RUNNING) != 0 ? "+" : "";
+        }
+    }
+    freeifaddrs(list);
+    return text;
+}
+
+TEST_F(InterposerTest, AnInterfaceKeepsItsAddressWithoutACable) {
+    EXPECT_EQ(families("eth1"), "link+ address+");
+    gateway.setCable("eth1", false);
+    EXPECT_EQ(families("eth1"), "link address");
+    EXPECT_FALSE(gateway.hasCable("eth1"));
+    gateway.setInterface("eth1", "10.0.0.9");
+    EXPECT_EQ(families("eth1"), "link address");
+    gateway.removeAddress("eth1");
+    EXPECT_EQ(families("eth1"), "link");
+    gateway.setCable("eth1", true);
+    EXPECT_EQ(families("eth1"), "link+");
+    EXPECT_EQ(families("eth0"), "link+ address+");
+    gateway.removeInterface("eth0");
+    EXPECT_EQ(families("eth0"), "");
 }
 
 TEST_F(InterposerTest, ListsThatAreNeverFreedRunOut) {
@@ -298,11 +357,23 @@ TEST_F(InterposerTest, TheTfCardHasTheFiguresOfTheFacts) {
     struct statfs64 figures64 {};
     ASSERT_EQ(statfs64("/media/mmcblk0p1", &figures64), 0);
     EXPECT_EQ(figures64.f_blocks * static_cast<std::uint64_t>(figures64.f_bsize), 7600ULL << 20);
-    gateway.setTfMounted(false);
-    EXPECT_EQ(access("/dev/mmcblk0p1", F_OK), 0);
-    EXPECT_EQ(statfs("/media/mmcblk0p1", &figures), -1);
+}
+
+TEST_F(InterposerTest, APulledTfCardLeavesItsMountBehind) {
+    const auto state = [] {
+        struct statfs figures {};
+        return std::pair(access("/dev/mmcblk0p1", F_OK) == 0,
+                         statfs("/media/mmcblk0p1", &figures) == 0 && figures.f_blocks > 0);
+    };
+    EXPECT_EQ(state(), std::pair(true, true));
     gateway.setTfCard(false);
-    EXPECT_EQ(access("/dev/mmcblk0p1", F_OK), -1);
+    EXPECT_EQ(state(), std::pair(false, true));
+    gateway.setTfMounted(false);
+    EXPECT_EQ(state(), std::pair(false, false));
+    gateway.setTfCard(true);
+    EXPECT_EQ(state(), std::pair(true, true));
+    gateway.setTfMounted(false);
+    EXPECT_EQ(state(), std::pair(true, false));
 }
 
 TEST_F(InterposerTest, EachGatewayHasAQueueOfItsOwn) {
@@ -332,17 +403,44 @@ TEST_F(InterposerTest, EachGatewayHasAQueueOfItsOwn) {
     EXPECT_FALSE(gateway.takeLogLine());
 }
 
-TEST_F(InterposerTest, AReaderThatIs64EventsBehindLosesThemAsInTheKernel) {
+// Reads what waits in the button's device, as type, code and value.
+std::vector<std::array<int, 3>> waitingEvents(int descriptor) {
+    std::vector<std::array<int, 3>> events;
+    input_event event{};
+    while (read(descriptor, &event, sizeof event) == static_cast<ssize_t>(sizeof event)) {
+        events.push_back({event.type, event.code, event.value});
+    }
+    return events;
+}
+
+TEST_F(InterposerTest, TheButtonsDevicePassesOnWhatTheKernelDoes) {
+    using Events = std::vector<std::array<int, 3>>;
+    constexpr std::array<int, 3> synchronised = {EV_SYN, SYN_REPORT, 0};
     const int descriptor = open("/dev/input/event0", O_RDWR | O_NONBLOCK);
     ASSERT_GE(descriptor, 0);
-    for (int i = 0; i <= 64; ++i) {
-        gateway.sendEvent(EV_KEY, 256, i);
+    // Only what changes the key, and every repetition.
+    Events passed;
+    for (const int value : {1, 0, 2, 1, 2, 0, 3, 0}) {
+        passed.push_back({EV_KEY, 256, value});
+        passed.push_back(synchronised);
     }
-    std::array<input_event, 80> events{};
-    ASSERT_EQ(read(descriptor, events.data(), sizeof events),
-              static_cast<ssize_t>(2 * sizeof(input_event)));
-    EXPECT_EQ(events[0].code, SYN_DROPPED);
-    EXPECT_EQ(events[1].value, 64);
+    for (const int value : {0, 1, 1, 0, 0, 2, 1, 2, 0, 3, -1, 0}) {
+        gateway.reportKey(256, value);
+    }
+    EXPECT_EQ(waitingEvents(descriptor), passed);
+    // 15 presses are 60 events. The 64th drives out all before it.
+    for (const std::size_t presses : {15U, 16U, 20U}) {
+        for (std::size_t i = 0; i < presses; ++i) {
+            gateway.press();
+            gateway.release();
+        }
+        const Events events = waitingEvents(descriptor);
+        ASSERT_EQ(events.size(), presses < 16 ? 4 * presses : 4 * (presses - 16) + 2) << presses;
+        if (presses >= 16) {
+            EXPECT_EQ(events[0], (std::array<int, 3>{EV_SYN, SYN_DROPPED, 0}));
+            EXPECT_EQ(events[1], synchronised);
+        }
+    }
     close(descriptor);
 }
 
@@ -411,7 +509,7 @@ TEST(GatewayTest, ADeadHolderOfTheFactsIsOverruled) {
     sim::Gateway gateway;
     gateway.control().factsLock.lock();
     gateway.setInterface("eth0", "10.9.8.7");
-    EXPECT_TRUE(gateway.hasInterface("eth0"));
+    EXPECT_TRUE(gateway.hasAddress("eth0"));
 }
 
 TEST(GatewayTest, LeavesNothingBehind) {

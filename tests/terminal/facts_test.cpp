@@ -47,8 +47,8 @@ TEST(FactKeys, GoRoundToWhereTheyBegan) {
     const struct {
         const char* keys;
         int presses;
-    } cases[] = {{"1", 2}, {"2", 2}, {"3", 2}, {"t", 2}, {"T", 4}, {"i", 2},  {"p", 2},
-                 {"g", 4}, {"n", 4}, {"m", 3}, {"o", 4}, {"k", 2}, {"cC", 1}, {"+-", 1}};
+    } cases[] = {{"1", 2}, {"2", 2}, {"x", 2}, {"X", 2}, {"3", 2}, {"t", 2}, {"T", 4},  {"i", 2},
+                 {"p", 2}, {"g", 4}, {"n", 4}, {"m", 3}, {"o", 4}, {"k", 2}, {"cC", 1}, {"+-", 1}};
     for (const auto& one : cases) {
         Gateway gateway;
         DeskFacts facts(gateway);
@@ -71,15 +71,24 @@ TEST(Facts, SignalStaysWithinItsRange) {
     EXPECT_EQ(gateway.modem().csq, 0);
 }
 
-TEST(Facts, AnUnpluggedPortComesBackWithItsLastAddress) {
+TEST(Facts, APortKeepsItsAddressUntilThatIsTakenAway) {
     Gateway gateway;
     DeskFacts facts(gateway);
     facts.setAddress("eth1 10.9.8.7 255.255.0.0");
-    EXPECT_EQ(valueOf(facts, "Port 1 eth1"), "10.9.8.7/16");
-    press(facts, '1');
-    EXPECT_FALSE(gateway.hasInterface("eth1"));
-    press(facts, '1');
-    EXPECT_EQ(valueOf(facts, "Port 1 eth1"), "10.9.8.7/16");
+    const struct {
+        char key;
+        const char* shown;
+    } steps[] = {{'1', "10.9.8.7/16, no cable"},
+                 {'x', "no address, no cable"},
+                 {'1', "no address"},
+                 {'x', "10.9.8.7/16"}};
+    for (const auto& [key, shown] : steps) {
+        press(facts, key);
+        EXPECT_EQ(valueOf(facts, "Port 1 eth1"), shown) << key;
+        EXPECT_EQ(gateway.hasAddress("eth1"), std::string(shown).find("no a") == std::string::npos);
+    }
+    press(facts, '3');
+    EXPECT_EQ(valueOf(facts, "Data ppp0"), "no link");
 }
 
 TEST(Facts, AnAddressThatIsNoneChangesNothing) {
