@@ -122,55 +122,38 @@ constexpr std::uint32_t darkAndLight[] = {0x000000, 0x808080};
 constexpr GUI_Palette opaquePalette = {2, 0, darkAndLight};
 constexpr GUI_Palette transparentPalette = {2, 1, darkAndLight};
 
-constexpr const char* onDark = R"(
-........
-.#.#....
-..#.#...
-........
-)";
 TEST(Bitmaps, PaletteDecidesTheIndicesAndNullTakesTheCurrentColors) {
-    struct Case {
-        const char* name;
+    const struct {
         const GUI_Palette* palette;
         std::uint8_t mode;
-        bool isLit;           // the screen beforehand
-        const char* expected; // with the bitmap at (1, 1)
-    };
-    const char* const inverted = R"(
-########
-#.#.####
-##.#.###
-########
-)";
-    const char* const allLit = R"(
-########
-########
-########
-########
-)";
-    const char* const reversed = R"(
-........
-..#.#...
-.#.#....
-........
-)";
-    for (const Case& c : {Case{"opaque on dark", &opaquePalette, 0, false, onDark},
-                          {"opaque in reverse mode", &opaquePalette, GUI_DM_REV, false, onDark},
-                          {"opaque ignores TRANS", &opaquePalette, GUI_DM_TRANS, false, onDark},
-                          {"opaque in xor mode", &opaquePalette, GUI_DM_XOR, true, inverted},
-                          {"transparent on dark", &transparentPalette, 0, false, onDark},
-                          {"transparent on lit", &transparentPalette, 0, true, allLit},
-                          {"without palette", nullptr, 0, false, onDark},
-                          {"without palette, reversed", nullptr, GUI_DM_REV, false, reversed}}) {
-        Panel panel(8, 4);
-        panel.fill(c.isLit ? 0xFF : 0);
-        const GUI_Bitmap bitmap = {4, 2, 1, 1, checker, c.palette, nullptr};
+        bool isLit; // the screen beforehand
+    } cases[] = {{&opaquePalette, 0, false},           {&opaquePalette, GUI_DM_REV, false},
+                 {&opaquePalette, GUI_DM_TRANS, true}, // ignored
+                 {&opaquePalette, GUI_DM_XOR, true},   {&transparentPalette, 0, false},
+                 {&transparentPalette, 0, true},       {nullptr, 0, false},
+                 {nullptr, GUI_DM_REV, false}};
+    Panel panel(64, 4);
+    const GUI_Bitmap bitmap = {4, 2, 1, 1, checker, nullptr, nullptr};
+    int left = 0;
+    for (const auto& c : cases) {
+        GUI_SetDrawMode(GUI_DM_NORMAL);
+        if (c.isLit) {
+            GUI_FillRect(left, 0, left + 7, 3);
+        }
         GUI_SetDrawMode(c.mode);
-        GUI_DrawBitmap(&bitmap, 1, 1);
-        EXPECT_TRUE(golden::matchesText(panel.picture(), c.expected)) << c.name;
-        EXPECT_EQ(GUI_Context.DrawMode, c.mode) << c.name;
-        EXPECT_EQ(GUI_Context.aColorIndex[1], (c.mode & GUI_DM_REV) != 0 ? 0 : 1) << c.name;
+        GUI_Bitmap shown = bitmap;
+        shown.pPal = c.palette;
+        GUI_DrawBitmap(&shown, left + 1, 1);
+        EXPECT_EQ(GUI_Context.DrawMode, c.mode);
+        EXPECT_EQ(GUI_Context.aColorIndex[1], (c.mode & GUI_DM_REV) != 0 ? 0 : 1);
+        left += 8;
     }
+    EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
+................################........########................
+.#.#.....#.#....##.#.####.#.####.#.#....########.#.#......#.#...
+..#.#.....#.#...#.#.######.#.###..#.#...########..#.#....#.#....
+................################........########................
+)"));
 }
 
 } // namespace

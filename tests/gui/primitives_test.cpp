@@ -93,17 +93,6 @@ TEST(Primitives, LinesEqualTheModel) {
 
 // ---- Pictures ----------------------------------------------------------------------------------
 
-TEST(Primitives, LineRoundsHalvesAwayFromItsStart) {
-    Panel panel(8, 4);
-    LCD_DrawLine(0, 0, 4, 2);
-    EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
-#.......
-.##.....
-...##...
-........
-)"));
-}
-
 TEST(Primitives, PolygonClosesUnlessItsLastPointIsItsFirst) {
     const GUI_POINT open[] = {{0, 0}, {5, 0}, {5, 2}};
     const GUI_POINT closed[] = {{0, 0}, {5, 0}, {5, 2}, {0, 0}};
