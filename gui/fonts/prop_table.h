@@ -4,6 +4,7 @@
 // codes and rows of the sheets. Every glyph is as wide as its advance.
 
 #include "gui/fonts/glyph_sheet.h"
+#include "gui/lcd.h"
 
 template <typename Sheet>
 constexpr auto makeCharInfos(const Sheet& sheet, const std::uint8_t* bitmap) {
@@ -74,3 +75,24 @@ template <typename Art, std::size_t rows, std::size_t fixedWidth, typename Next>
 constinit const RangeChain<PropTable<Art, rows, fixedWidth, Next>::rangeCount>
     PropTable<Art, rows, fixedWidth, Next>::chain =
         chainRanges<rangeCount>(sheet.glyphs, infos.data(), chain.ranges, Next::first());
+
+// Record of a font with one sheet of single-byte characters, asciiWidth pixels wide (0: each as
+// wide as it is drawn), and one of two-byte characters in square cells.
+template <typename AsciiArt, typename DoubleByteArt, std::uint8_t height, std::size_t asciiWidth>
+constexpr GUI_Font makePropFont() {
+    using DoubleByteTable = PropTable<DoubleByteArt, height, height>;
+    using Table = PropTable<AsciiArt, height, asciiWidth, DoubleByteTable>;
+    return {.pfDispChar = GUI_PropDispChar,
+            .pfGetCharDistX = GUI_PropGetCharDistX,
+            .pfGetFontInfo = GUI_PropGetFontInfo,
+            .pfIsInFont = GUI_PropIsInFont,
+            .pafEncode = &GUI__API_TableDoubleByte,
+            .YSize = height,
+            .YDist = height,
+            .XMag = 1,
+            .YMag = 1,
+            .pData = Table::first(),
+            .Baseline = 0,
+            .LHeight = 0,
+            .CHeight = 0};
+}
