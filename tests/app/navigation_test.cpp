@@ -13,8 +13,7 @@ std::string text(PagePosition position) {
     return std::to_string(position.page) + "." + std::to_string(position.subPage);
 }
 
-// --- The rules alone, on a made-up gateway with the 64-line panel ---
-
+// On a made-up gateway with the 64-line panel.
 std::set<std::uint8_t> channels;
 
 const NavigationQueries madeUpGateway = {
@@ -72,53 +71,7 @@ TEST(NavigationRules, RandomChannelMapsAreWalkedUpwardsFromTheSmallestNumber) {
     }
 }
 
-// --- The key handlers, the page table and the facts of a gateway ---
-
-// Short presses from the clock page until it comes back.
-std::string walkTheCycle() {
-    scheduler.currentPage = clockPage;
-    scheduler.currentSubPage = 0;
-    std::string walk;
-    do {
-        walk += text({scheduler.currentPage, scheduler.currentSubPage}) + " ";
-        PageTable[scheduler.currentPage].onKey(scheduler.currentPage, scheduler.currentSubPage,
-                                               KeyEvent::ShortPress);
-    } while (scheduler.currentPage != clockPage && walk.size() < 200);
-    return walk + text({scheduler.currentPage, scheduler.currentSubPage});
-}
-
-void expectCycles(sim::Gateway& gateway, const std::string& simPages) {
-    std::vector<sim::Channel> all;
-    for (int number = 16; number >= 1; --number) {
-        all.push_back({number});
-    }
-    const std::pair<std::vector<sim::Channel>, std::string> cases[] = {
-        {{{2}, {5}}, "9.2 9.5 "},
-        {{}, ""},
-        {{{16}}, ""},
-        {{{16}, {5}}, "9.5 9.16 "},
-        {{{0}, {1}}, "9.0 9.1 "},
-        {{{17}, {40}}, "9.17 "},
-        {{{.number = 3, .mode = 1}}, ""},
-        {all, "9.1 9.2 9.3 9.4 9.5 9.6 9.7 9.8 9.9 9.10 9.11 9.12 9.13 9.14 9.15 9.16 "},
-    };
-    for (const auto& [configured, channelPages] : cases) {
-        gateway.writeChannels(configured);
-        EXPECT_EQ(walkTheCycle(),
-                  "0.0 1.0 1.1 2.0 2.1 3.0 " + simPages + "6.0 7.0 8.0 " + channelPages + "0.0");
-    }
-}
-
 class Navigation : public GatewayTest {};
-class NavigationSmallPanel : public SmallPanelGatewayTest {};
-
-TEST_F(Navigation, TheCycleOfThe64LinePanelHasTheSimPages) {
-    expectCycles(gateway, "4.0 4.1 4.2 5.0 ");
-}
-
-TEST_F(NavigationSmallPanel, TheCycleOfThe32LinePanelPassesTheSimPages) {
-    expectCycles(gateway, "");
-}
 
 TEST_F(Navigation, InapplicablePagesAreLeftFromTheSchedulersOwnState) {
     gateway.writeChannels({{4}});

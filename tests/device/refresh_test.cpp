@@ -55,33 +55,21 @@ constexpr std::time_t troubleTime = 1'600'000'000;
 
 constexpr const char* notParsed = "%s Document not parsed successfully.\n";
 
-void failReads(sim::Gateway& gateway, const File& file, int error) {
-    gateway.touchFile(file.path);
-    gateway.failCall(sim::Call::Open, error, 1, true, file.place);
-    gateway.failCall(sim::Call::Fopen, error, 1, true, file.place);
-}
-
 const Trouble troubles[] = {
     {"missing", [](auto& gateway, auto& file) { gateway.removeFile(file.path); },
      "get %s status error\n", "get %s status error\n", true},
     {"vanishing between two looks",
      [](auto& gateway, auto& file) {
-         failReads(gateway, file, ENOENT);
+         gateway.touchFile(file.path);
+         gateway.failCall(sim::Call::Open, ENOENT, 1, true, file.place);
+         gateway.failCall(sim::Call::Fopen, ENOENT, 1, true, file.place);
          gateway.failCall(sim::Call::Access, ENOENT, 1, true, file.place);
      },
      notParsed, "%s is not exist\n"},
-    {"unreadable", [](auto& gateway, auto& file) { failReads(gateway, file, EACCES); }, notParsed,
-     ""},
     {"a FIFO",
      [](auto& gateway, auto& file) {
          gateway.removeFile(file.path);
          mkfifo(gateway.place(file.path).c_str(), 0600);
-     },
-     notParsed, ""},
-    {"a folder",
-     [](auto& gateway, auto& file) {
-         gateway.removeFile(file.path);
-         std::filesystem::create_directory(gateway.place(file.path));
      },
      notParsed, ""},
     {"cut", [](auto& gateway, auto& file) { gateway.writeFile(file.path, "<sysConfig><lan1"); },
@@ -132,13 +120,6 @@ class RefreshTest : public GatewayTest {
         gateway.clearFaults();
         std::filesystem::remove(gateway.place(file.path));
         gateway.writeFile(file.path, file.holding(value), modified);
-    }
-
-    // False when the file system does not keep such times.
-    bool writeKeepsTime(const File& file, const char* value, std::time_t modified) {
-        write(file, value, modified);
-        struct stat status {};
-        return stat(gateway.place(file.path).c_str(), &status) == 0 && status.st_mtime == modified;
     }
 };
 
@@ -200,12 +181,10 @@ TEST_F(RefreshTest, BeforeTheFirstReadingFieldsAreEmpty) {
 TEST_F(RefreshTest, StampsAreTheLow32BitsOfTheTimeAnd0IsNeverRead) {
     constexpr std::time_t wrap = std::time_t{1} << 32;
     const File& file = files[0];
-    EXPECT_TRUE(writeKeepsTime(file, "1", 0));
-    EXPECT_EQ(ask(file), Asked("", ""));
-    if (!writeKeepsTime(file, "1", wrap)) {
-        GTEST_SKIP() << "the file system holds no such time";
+    for (const std::time_t time : {std::time_t{0}, wrap}) {
+        write(file, "1", time);
+        EXPECT_EQ(ask(file), Asked("", ""));
     }
-    EXPECT_EQ(ask(file), Asked("", ""));
     for (const std::time_t time : {std::time_t{7}, wrap - 1, wrap * 3 + 1}) {
         write(file, "1", time);
         EXPECT_EQ(ask(file), Asked("1", ""));

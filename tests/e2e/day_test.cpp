@@ -124,13 +124,20 @@ TEST_P(Day, FromBootToReboot) {
     walkToTheClock();
     EXPECT_EQ(takeOutput(), "can not find tf card\n");
 
-    // Into the dark, and out of it with a press that would reboot a lit panel.
+    // Into the dark, where only the 32-line panel stays on its page and is redrawn, and out of it
+    // with a press that would reboot a lit panel.
+    walk({"ethernet1-address"});
     pass(62s);
     EXPECT_EQ(gateway.brightness(), "0");
     EXPECT_EQ(isBlank(gateway), is64());
+    gateway.fillPicture(0xff);
+    pass(10s);
+    EXPECT_EQ(gateway.picture() == std::vector<std::uint8_t>(gateway.picture().size(), 0xff),
+              is64());
+    EXPECT_EQ(gateway.brightness(), "0");
     gateway.setWallClock(morning - 10);
     ASSERT_EQ(panel.longPress(), Wait::Settled);
-    EXPECT_TRUE(shows("clock"));
+    EXPECT_TRUE(shows(is64() ? "clock" : "ethernet1-address"));
     EXPECT_EQ(gateway.brightness(), "127");
     EXPECT_EQ(gateway.popenCount(), 0U);
 

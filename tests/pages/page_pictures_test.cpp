@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <functional>
+#include <regex>
 
 namespace {
 
@@ -62,18 +63,6 @@ Facts card(std::uint32_t freeMb, std::uint32_t totalMb) {
     return [=](sim::Gateway& gateway) { gateway.setTfMegabytes(freeMb, totalMb); };
 }
 
-void noCard(sim::Gateway& gateway) {
-    gateway.setTfCard(false);
-}
-
-void noModem(sim::Gateway& gateway) {
-    gateway.setModemPresent(false);
-}
-
-void noSysXml(sim::Gateway& gateway) {
-    gateway.removeFile("/zelkora/Config/sys.xml");
-}
-
 // 15 hours and a half east of Greenwich, where it is the next day.
 void otherZone(sim::Gateway& /*gateway*/) {
     setenv("TZ", "ABC-15:30", 1);
@@ -101,7 +90,8 @@ std::vector<PageCase> pageCases() {
         {"64/ethernet2-address-widest", ethernetPage2, 0, address("eth0", "255.255.255.255")},
         {"64/gateway", gatewayPage},
         {"64/gateway-widest", gatewayPage, 0, sysXml("255.255.255.2550")},
-        {"64/gateway-none", gatewayPage, 0, noSysXml},
+        {"64/gateway-none", gatewayPage, 0,
+         [](auto& gateway) { gateway.removeFile("/zelkora/Config/sys.xml"); }},
 
         {"64/sim-scanning", simStatusPage},
         simStatus("64/sim-status"),
@@ -116,7 +106,7 @@ std::vector<PageCase> pageCases() {
         simStatus("64/sim-status-2g", networkMode(3)),
         simStatus("64/sim-status-3g", networkMode(5)),
         simStatus("64/sim-status-no-network", networkMode(0)),
-        simStatus("64/sim-status-no-modem", noModem),
+        simStatus("64/sim-status-no-modem", [](auto& gateway) { gateway.setModemPresent(false); }),
         {"64/sim-address", simStatusPage, 1},
         {"64/sim-netmask", simStatusPage, 2},
         {"64/sim-address-none", simStatusPage, 1, without("ppp0")},
@@ -140,7 +130,7 @@ std::vector<PageCase> pageCases() {
         {"64/version-longest", versionPage, 0,
          version("V10.20.30-0123456789abcdefghij-and-what-is-cut\n")},
         {"64/tf-card", tfCardPage},
-        {"64/tf-card-none", tfCardPage, 0, noCard},
+        {"64/tf-card-none", tfCardPage, 0, [](auto& gateway) { gateway.setTfCard(false); }},
         {"64/tf-card-widest", tfCardPage, 0, card(99'996, 262'144)},
         {"64/channel", channelPage, 1},
         {"64/channel-16", channelPage, 16, channel({16, 115200, 7, "Even", 2})},
@@ -163,7 +153,7 @@ std::vector<PageCase> pageCases() {
         {"32/version-longest", versionPage, 0,
          version("V10.20.30-0123456789abcdefghij-and-what-is-cut\n")},
         {"32/tf-card", tfCardPage},
-        {"32/tf-card-none", tfCardPage, 0, noCard},
+        {"32/tf-card-none", tfCardPage, 0, [](auto& gateway) { gateway.setTfCard(false); }},
         {"32/tf-card-widest", tfCardPage, 0, card(99'996, 262'144)},
         {"32/channel", channelPage, 1},
         {"32/channel-16", channelPage, 16, channel({16, 115200, 7, "Even", 2})},
@@ -210,13 +200,8 @@ TEST_P(PagePictures, MatchAndStayUnderATimerRedraw) {
 
 INSTANTIATE_TEST_SUITE_P(Golden, PagePictures, testing::ValuesIn(pageCases()),
                          [](const auto& suite) {
-                             std::string name = suite.param.golden;
-                             for (char& letter : name) {
-                                 letter = std::isalnum(static_cast<unsigned char>(letter)) != 0
-                                              ? letter
-                                              : '_';
-                             }
-                             return name;
+                             return std::regex_replace(std::string(suite.param.golden),
+                                                       std::regex("\\W"), "_");
                          });
 
 } // namespace
