@@ -18,8 +18,8 @@ constexpr NavigationQueries deviceQueries = {
     },
 };
 
-PagePosition followingPage(std::uint8_t page, const NavigationQueries& gateway) {
-    return passInapplicable({PageTable[page].nextPage, 0}, gateway);
+PagePosition followingPage(std::uint8_t page) {
+    return {PageTable[page].nextPage, 0};
 }
 
 void show(PagePosition position) {
@@ -27,9 +27,16 @@ void show(PagePosition position) {
     scheduler.currentSubPage = position.subPage;
 }
 
+void goOn(std::uint8_t page, PagePosition next) {
+    show(next);
+    if (next.page != page) {
+        skipInapplicablePages();
+    }
+}
+
 } // namespace
 
-PagePosition nextPosition(PagePosition shown, KeyEvent key, const NavigationQueries& gateway) {
+PagePosition nextPosition(PagePosition shown, KeyEvent key) {
     if (key == KeyEvent::LongPress) {
         return rebootPosition;
     }
@@ -38,7 +45,7 @@ PagePosition nextPosition(PagePosition shown, KeyEvent key, const NavigationQuer
     if (PageTable[shown.page].lastSubPage >= nextSubPage) {
         return {shown.page, nextSubPage};
     }
-    return followingPage(shown.page, gateway);
+    return followingPage(shown.page);
 }
 
 PagePosition nextChannelPosition(PagePosition shown, KeyEvent key,
@@ -52,7 +59,7 @@ PagePosition nextChannelPosition(PagePosition shown, KeyEvent key,
             return {shown.page, number};
         }
     }
-    return followingPage(shown.page, gateway);
+    return followingPage(shown.page);
 }
 
 PagePosition passInapplicable(PagePosition target, const NavigationQueries& gateway) {
@@ -70,11 +77,11 @@ PagePosition passInapplicable(PagePosition target, const NavigationQueries& gate
 }
 
 void onKeyDefault(std::uint8_t page, std::uint8_t subPage, KeyEvent key) {
-    show(nextPosition({page, subPage}, key, deviceQueries));
+    goOn(page, nextPosition({page, subPage}, key));
 }
 
 void onKeyChannel(std::uint8_t page, std::uint8_t subPage, KeyEvent key) {
-    show(nextChannelPosition({page, subPage}, key, deviceQueries));
+    goOn(page, nextChannelPosition({page, subPage}, key, deviceQueries));
 }
 
 void skipInapplicablePages() {

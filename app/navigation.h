@@ -24,22 +24,23 @@ struct NavigationQueries {
     bool (*hasChannel)(std::uint8_t number);
 };
 
-// Where a key leads from `shown` on every page but the channel page: the next sub-page,
-// else the next page that applies; a long press leads to the reboot page.
-PagePosition nextPosition(PagePosition shown, KeyEvent key, const NavigationQueries& gateway);
+// Where a key leads from `shown` on every page but the channel page: the next sub-page, else the
+// next page, applicable or not; a long press leads to the reboot page.
+PagePosition nextPosition(PagePosition shown, KeyEvent key);
 
-// Where a key leads on the channel page: the next configured channel up to 16, else the
-// next page that applies; a long press leads to the reboot page.
+// Where a key leads on the channel page: the next configured channel up to 16, else the next page;
+// a long press leads to the reboot page.
 PagePosition nextChannelPosition(PagePosition shown, KeyEvent key,
                                  const NavigationQueries& gateway);
 
-// Passes over pages that do not apply: the SIM pages on the 32-line panel, the channel
-// page without channels (a smallest channel of 16 counts as none), the reserved row.
+// What is shown where the cycle has come to `target`. Pages that do not apply are passed over: the
+// SIM pages on the 32-line panel, the channel page without channels (a smallest channel of 16
+// counts as none), the reserved row. The channel page opens on the smallest channel.
 PagePosition passInapplicable(PagePosition target, const NavigationQueries& gateway);
 
 // The key handlers of PageTable: they change the scheduler's current page and sub-page.
 void onKeyDefault(std::uint8_t page, std::uint8_t subPage, KeyEvent key);
 void onKeyChannel(std::uint8_t page, std::uint8_t subPage, KeyEvent key);
 
-// Applies passInapplicable to the scheduler's current page, after a page change.
+// Applies passInapplicable to the scheduler's current page, after a handler has changed the page.
 void skipInapplicablePages();
