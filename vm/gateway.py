@@ -1,6 +1,7 @@
 """The virtual gateway as a person has it: a button, a panel, a modem, files, interfaces and a card,
 with the same ordinary facts as the simulated gateway."""
 
+import dataclasses
 import pathlib
 import shlex
 import shutil
@@ -19,6 +20,8 @@ SYS_XML = f"{CONFIG}/sys.xml"
 SN_XML = f"{CONFIG}/system/sn.xml"
 VERSION_FILE = f"{CONFIG}/version/main-version.conf"
 CHANNELS_XML = f"{CONFIG}/Channel-template.xml"
+
+MODEM_PORT = "/dev/mux3"
 
 ADDRESSES = {"eth0": "192.168.1.10/24", "eth1": "10.10.0.2/24", "ppp0": "10.64.3.7/32"}
 
@@ -45,9 +48,16 @@ FIRST_SECTOR = 2048     # where the card's only partition begins
 
 EXT4 = ["mkfs.ext4", "-q", "-F", "-b", str(CARD_BLOCK)]
 
-# The ordinary card: what it shows, and the blocks that its file system takes for itself.
-CARD_MEGABYTES, CARD_FREE_MEGABYTES = 7600, 5000
-CARD_OVERHEAD = 700
+
+@dataclasses.dataclass(frozen=True)
+class Card:
+    """A card by the figures that it shows, in MB."""
+    total: int
+    free: int
+    overhead: int       # blocks that the file system takes for itself
+
+
+ORDINARY_CARD = Card(7600, 5000, 700)
 
 
 def sys_xml(gateway: str = "192.168.1.1", cascade: str = "0") -> str:
@@ -78,6 +88,7 @@ class Gateway(Machine):
         super().__init__(kind, folder, saved, keep_on_reset)
         self.modem = Modem(self.modem_port)
         self._stamp = GOLDEN_MOMENT
+        self.slot_taken = False     # also while the kernel has not seen the card yet
 
     # --- The panel ---
 
@@ -109,6 +120,9 @@ class Gateway(Machine):
 
     # --- The gateway's facts ---
 
+    def clock(self) -> int:
+        return int(self.sh("date +%s"))
+
     def set_clock(self, offset: str) -> None:
         self.sh(f"date -s @$(( $(date +%s) {offset} ))")
 
@@ -127,15 +141,25 @@ class Gateway(Machine):
         if address:
             self.sh(f"ip addr add {address} dev {interface}")
 
-    def pull_cable(self, interface: str) -> None:
-        self.monitor.ask("set_link", name=interface.replace("eth", "net"), up=False)
+    def set_cable(self, interface: str, plugged: bool) -> None:
+        self.monitor.ask("set_link", name=interface.replace("eth", "net"), up=plugged)
 
     def link_up(self) -> None:
         self.agent.do("link", "ppp0")
         self.address("ppp0", ADDRESSES["ppp0"])
 
+    def link_down(self) -> None:
+        self.sh("ip link del ppp0")
+
+    def remove_modem_port(self) -> None:
+        self.remove(MODEM_PORT)
+
+    def add_modem_port(self) -> None:
+        self.sh(f"ln -s hvc0 {MODEM_PORT}")
+
     def post(self, text: str, kind: int = 1) -> None:
-        self.agent.do("post", f"{kind} {text}")
+        """A line of the log; the panel's text is GB2312."""
+        self.agent.do("post", b"%d " % kind + text.encode("gb2312"))
 
     def said(self) -> str:
         """What the daemon has written since this machine was started or restored."""
@@ -157,8 +181,10 @@ class Gateway(Machine):
         overloaded host the reader has missed an insertion; a second one is tried."""
         self.monitor.ask("blockdev-add", **{"node-name": "image", "driver": "file",
                                             "filename": str(image)})
-        self.monitor.ask("blockdev-add", **{"node-name": "medium", "driver": "raw", "file": "image"})
+        self.monitor.ask("blockdev-add", **{"node-name": "medium", "driver": "raw",
+                                            "file": "image"})
         self.monitor.ask("blockdev-insert-medium", id="slot", **{"node-name": "medium"})
+        self.slot_taken = True
         if not self._card_becomes(present=True):
             self.monitor.ask("blockdev-remove-medium", id="slot")
             time.sleep(1)
@@ -166,18 +192,25 @@ class Gateway(Machine):
             if not self._card_becomes(present=True):
                 raise MachineError(f"the card is not seen: {self.sh('dmesg | tail -n 15')}")
 
+    def card_in(self) -> bool:
+        return self.agent.ask("sh", "[ -b /dev/mmcblk0p1 ]")[0] == 0
+
+    def unmount_card(self) -> None:
+        self.sh("umount /media/mmcblk0p1 2>&1; true")
+
     def mount_card(self) -> None:
         self.sh("mount /dev/mmcblk0p1 /media/mmcblk0p1")
 
-    def insert_ordinary_card(self) -> None:
-        """A card that shows as 7600 MB with 5000 free, mounted. The kernel's block counts are
-        brought into the middle of the 1024 blocks that show the same figure."""
+    def insert_card_that_shows(self, card: Card) -> None:
+        """Inserts and mounts it. The kernel's block counts are brought into the middle of the 1024
+        blocks that show the same figure."""
         total, free = (megabytes * MEBIBYTE // CARD_BLOCK + 512
-                       for megabytes in (CARD_MEGABYTES, CARD_FREE_MEGABYTES))
+                       for megabytes in (card.total, card.free))
+        size = 1 << (card.total * MEBIBYTE).bit_length()
         image = self.folder / "card.img"
-        make_card(image, 8192 * MEBIBYTE,
-                  EXT4 + ["-N", "8192", "-O", "^has_journal,^resize_inode"],
-                  blocks=total + CARD_OVERHEAD)
+        image.unlink(missing_ok=True)
+        make_card(image, size, EXT4 + ["-m", "0", "-N", "8192", "-O", "^has_journal,^resize_inode"],
+                  blocks=total + card.overhead)
         self.insert_card(image)
         self.mount_card()
         self.sh(f"cd /media/mmcblk0p1; fallocate -l $(( ($(stat -f -c %a .) - {free}) * "
@@ -187,12 +220,13 @@ class Gateway(Machine):
         self.monitor.ask("blockdev-remove-medium", id="slot")
         self.monitor.ask("blockdev-del", **{"node-name": "medium"})
         self.monitor.ask("blockdev-del", **{"node-name": "image"})
+        self.slot_taken = False
         if not self._card_becomes(present=False):
             raise MachineError(f"the card is still seen: {self.sh('dmesg | tail -n 15')}")
 
     def _card_becomes(self, present: bool) -> bool:
         end = time.monotonic() + CARD_LIMIT
-        while (self.agent.ask("sh", "[ -b /dev/mmcblk0p1 ]")[0] == 0) != present:
+        while self.card_in() != present:
             if time.monotonic() > end:
                 return False
             time.sleep(POLL)

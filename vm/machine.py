@@ -111,6 +111,14 @@ class Monitor:
         finally:
             self._link.settimeout(ANSWER_LIMIT)
 
+    def seen(self, name: str) -> bool:
+        """Whether the event has come since the last look; does not wait."""
+        self.ask("query-status")    # its answer comes after what has happened before
+        events = [event for event in self._events if event["event"] == name]
+        for event in events:
+            self._events.remove(event)
+        return bool(events)
+
     def close(self) -> None:
         self._link.close()
 
@@ -122,8 +130,9 @@ class Agent:
         self._link = connect(path)
         self._answers = self._link.makefile("rb")
 
-    def ask(self, verb: str, request: str = "", limit: float = ANSWER_LIMIT) -> tuple[int, bytes]:
-        data = request.encode()
+    def ask(self, verb: str, request: str | bytes = "",
+            limit: float = ANSWER_LIMIT) -> tuple[int, bytes]:
+        data = request.encode() if isinstance(request, str) else request
         self._link.settimeout(limit)
         self._link.sendall(f"{verb} {len(data)}\n".encode() + data)
         try:
@@ -132,7 +141,7 @@ class Agent:
         except (OSError, ValueError):
             raise MachineError(f"the agent does not answer '{verb} {request}'") from None
 
-    def do(self, verb: str, request: str = "", limit: float = ANSWER_LIMIT) -> bytes:
+    def do(self, verb: str, request: str | bytes = "", limit: float = ANSWER_LIMIT) -> bytes:
         status, data = self.ask(verb, request, limit)
         if status != 0:
             raise MachineError(f"{verb} {request}: {data.decode(errors='replace').strip()}")
@@ -220,6 +229,12 @@ class Machine:
         """Waits until the agent inside answers."""
         self.agent.do("sh", "true", BOOT_LIMIT)
 
+    def wait_boot_again(self) -> None:
+        """The same after a reset, whatever the old agent left unanswered."""
+        self.agent.close()
+        self.agent = Agent(self.folder / "agent.sock")
+        self.wait_boot()
+
     def save(self, path: pathlib.Path) -> None:
         """Writes the machine's state; the machine stands still afterwards. It is stopped first:
         memory that an emulated processor writes meanwhile could be missed."""
@@ -248,6 +263,7 @@ class Machine:
         """For a harness that must end at once."""
         for process in list(cls.running):
             process.kill()
+            process.wait()
 
     def __enter__(self) -> "Machine":
         return self

@@ -23,9 +23,12 @@ class Facts:
     system_info: str = "^SYSINFO: 2,3,0,17,1"
     delay: float = ANSWER_DELAY
     silent: bool = False
+    refusing: bool = False  # every command with ERROR
     split_gap: float = 0.0  # seconds between the two halves of each answer; 0: whole answers
 
     def answer(self, command: str) -> str:
+        if self.refusing:
+            return "\r\nERROR\r\n"
         known = {
             "at+cpin?": self.sim,
             "at+creg?": f"{self.registration}\r\n\r\nOK",

@@ -9,8 +9,8 @@ import struct
 import time
 from collections.abc import Callable
 
-from gateway import (ADDRESSES, CHANNELS_XML, EXT4, GOLDEN_MOMENT, MEBIBYTE, PAGES, SN_XML, SYS_XML,
-                     VERSION_FILE, channels_xml, make_card, sn_xml, sys_xml)
+from gateway import (ADDRESSES, CHANNELS_XML, EXT4, GOLDEN_MOMENT, MEBIBYTE, ORDINARY_CARD, PAGES,
+                     SN_XML, SYS_XML, VERSION_FILE, channels_xml, make_card, sn_xml, sys_xml)
 from modem import Facts, Modem
 from watch import Failure, WatchedGateway, golden
 
@@ -57,7 +57,7 @@ def clock_and_border_after_boot(gateway: WatchedGateway) -> None:
 
 def walk_through_every_page(gateway: WatchedGateway) -> None:
     gateway.link_up()
-    gateway.insert_ordinary_card()
+    gateway.insert_card_that_shows(ORDINARY_CARD)
     for line in LOG_TEXTS:
         gateway.post(line)
     for page in PAGES[gateway.kind.lines]:
@@ -117,7 +117,7 @@ def addresses_change(gateway: WatchedGateway) -> None:
 
 def addresses_outlive_the_cable(gateway: WatchedGateway) -> None:
     """The kernel keeps an interface's IPv4 address without a carrier, and when it is down."""
-    gateway.pull_cable("eth1")
+    gateway.set_cable("eth1", plugged=False)
     gateway.sh("ip link set eth0 down")
     go(gateway, "ethernet1-address")
     gateway.wait_page("ethernet1-address")
@@ -275,7 +275,7 @@ def serial_chip_hands_on_eight_bytes_at_a_time(gateway: WatchedGateway) -> None:
 def missing_modem_port_clears_the_status(gateway: WatchedGateway) -> None:
     go(gateway, "sim-status")
     gateway.wait_page("sim-status", ASK_LIMIT)
-    gateway.remove("/dev/mux3")
+    gateway.remove_modem_port()
     gateway.wait_page("sim-status-no-modem", ASK_LIMIT)
 
 
