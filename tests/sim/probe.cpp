@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <thread>
 #include <unistd.h>
 
@@ -13,15 +12,7 @@ namespace {
 
 constexpr int passesBeforeTrouble = 10;
 
-void flood() {
-    const std::string text(100'000, 'f');
-    std::fputs(text.c_str(), stdout);
-}
-
 void troubleAt(int pass, const char* behaviour) {
-    if (std::strcmp(behaviour, "flood") == 0) {
-        flood();
-    }
     if (pass < passesBeforeTrouble) {
         return;
     }
@@ -43,7 +34,6 @@ int main() {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     std::atexit([] { std::fputs("goodbye", stdout); });
     std::fputs("hello", stdout);
-    std::fputs(std::getenv("TZ"), stderr);
     std::thread([] {
         for (;;) {
             usleep(500'000);

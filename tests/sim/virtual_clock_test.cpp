@@ -57,19 +57,6 @@ TEST_F(VirtualClockTest, SleepingMovesBothClocksAtOnce) {
     EXPECT_EQ(passed(), 3'660'000);
 }
 
-TEST_F(VirtualClockTest, WallClockAndUptimeAreSetApart) {
-    gateway.setWallClock(86'400, 999'999us);
-    gateway.setMonotonic(std::chrono::seconds((1LL << 32) - 1));
-    usleep(1'000'001);
-    timespec time{};
-    ASSERT_EQ(clock_gettime(CLOCK_MONOTONIC, &time), 0);
-    EXPECT_EQ(time.tv_sec, 1LL << 32);
-    EXPECT_EQ(time.tv_nsec, 1000);
-    ASSERT_EQ(clock_gettime(CLOCK_REALTIME, &time), 0);
-    EXPECT_EQ(time.tv_sec, 86'402);
-    EXPECT_EQ(time.tv_nsec, 0);
-}
-
 TEST_F(VirtualClockTest, ThreadsWakeInTheOrderOfTheirDeadlines) {
     std::mutex mutex;
     std::string order;
@@ -134,31 +121,6 @@ TEST_F(VirtualClockTest, NoTimePassesBetweenTheEndOfAThreadAndItsJoin) {
     EXPECT_EQ(passed(), 300);
     stop = true;
     ticking.join();
-}
-
-TEST_F(VirtualClockTest, AnInterruptedSleepHasSleptAPart) {
-    gateway.failCall(Call::Usleep, EINTR);
-    EXPECT_EQ(usleep(100'000), -1);
-    EXPECT_EQ(errno, EINTR);
-    EXPECT_EQ(passed(), 50);
-    EXPECT_EQ(usleep(100'000), 0);
-    EXPECT_EQ(passed(), 150);
-}
-
-TEST_F(VirtualClockTest, AClockCanFail) {
-    gateway.failCall(Call::ClockGettime, EINVAL, 2);
-    timespec time{};
-    EXPECT_EQ(clock_gettime(CLOCK_MONOTONIC, &time), 0);
-    EXPECT_EQ(clock_gettime(CLOCK_MONOTONIC, &time), -1);
-    EXPECT_EQ(clock_gettime(CLOCK_MONOTONIC, &time), 0);
-}
-
-TEST_F(VirtualClockTest, SelectOnNothingSleepsAndLeavesNoTime) {
-    timeval timeout{1, 500'000};
-    EXPECT_EQ(select(0, nullptr, nullptr, nullptr, &timeout), 0);
-    EXPECT_EQ(timeout.tv_sec, 0);
-    EXPECT_EQ(timeout.tv_usec, 0);
-    EXPECT_EQ(passed(), 1500);
 }
 
 TEST_F(VirtualClockTest, OnTheRealClockTimePassesByItself) {
