@@ -15,15 +15,8 @@ namespace fs = std::filesystem;
 
 const fs::path docs = PANELD_DOCS;
 
-bool updateWanted() {
-    const char* value = std::getenv("PANELD_UPDATE_GOLDENS");
-    return value != nullptr && std::string(value) == "1";
-}
-
 int drawGallery(const fs::path& folder) {
-    const std::string command =
-        std::string("'" PANEL_SIM "' --gallery '") + folder.string() + "' > /dev/null";
-    return std::system(command.c_str());
+    return std::system(("'" PANEL_SIM "' --gallery '" + folder.string() + "' > /dev/null").c_str());
 }
 
 // The PNG files below a folder, as "64/clock.png".
@@ -42,7 +35,8 @@ std::string contentOf(const fs::path& file) {
 }
 
 TEST(Gallery, ThePicturesAreWhatTheProgramDrawsToday) {
-    if (updateWanted()) {
+    const char* update = std::getenv("PANELD_UPDATE_GOLDENS");
+    if (update != nullptr && std::string(update) == "1") {
         ASSERT_EQ(drawGallery(docs / "gallery"), 0);
     }
     const fs::path drawn = fs::current_path() / "gallery-today";
