@@ -1,6 +1,5 @@
 // panelctl config: the values that the daemon reads, and the trouble in each file with its line.
 
-#include "tests/tools/texts.h"
 #include "tests/tools/tool_process.h"
 
 #include <gmock/gmock.h>

@@ -3,12 +3,13 @@
 #include "picture/cells.h"
 #include "picture/image.h"
 #include "sim/panel_process.h"
-#include "tests/tools/texts.h"
 #include "tests/tools/tool_process.h"
 
+#include <algorithm>
 #include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace {
 
@@ -50,19 +51,28 @@ TEST(Shot, ShowsWhatTheDaemonHasDrawnAndLeavesItAlone) {
     }
 }
 
-TEST(Shot, WatchesUntilInterruptedAndShowsEachChangeOnce) {
+TEST(Shot, WatchesUntilItIsEndedAndShowsEachChangeOnce) {
     sim::Gateway gateway(sim::panel32);
+    const std::string file = gateway.folder() + "/watch";
+    const auto waitForLines = [&](std::ptrdiff_t count) {
+        std::string text;
+        while (std::count(text.begin(), text.end(), '\n') < count) {
+            usleep(5000);
+            text = contentsOf(file);
+        }
+        return text;
+    };
     gateway.fillPicture(0x0f);
     const std::string first = cellsOf(pictureOf(gateway), picture::CellKind::HalfBlocks) + "\n";
-    ToolProcess watch(gateway, {"shot", "--watch"});
-    watch.waitForLines(17);
+    const std::string watch = "(" + commandOf(gateway, {"shot", "--watch"}) + " > " + file +
+                              " & echo $! > " + file + ".pid; wait $!; echo $? >> " + file + ") &";
+    ASSERT_EQ(std::system(watch.c_str()), 0);
+    waitForLines(17);
     gateway.fillPicture(0xff);
     const std::string second = cellsOf(pictureOf(gateway), picture::CellKind::HalfBlocks) + "\n";
-    watch.waitForLines(34);
-    watch.signal(SIGINT);
-    const Outcome outcome = watch.finish();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output, first + second);
+    waitForLines(34);
+    kill(std::stoi(contentsOf(file + ".pid")), SIGTERM);
+    EXPECT_EQ(waitForLines(35), first + second + "0\n");
 }
 
 TEST(Shot, SaysWhatIsWrongOnStandardError) {
