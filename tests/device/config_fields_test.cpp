@@ -38,11 +38,12 @@ TEST_F(FieldsTest, GatewayAndCascade) {
         EXPECT_STREQ(DeviceInfo::instance()->gateway(), one.gateway) << one.inner;
         EXPECT_EQ(DeviceInfo::instance()->cascade(), one.cascade) << one.inner;
     }
-    // Entities of the file's own are resolved.
+    // Entities of the file's own are resolved; its bytes are UTF-8, whatever it declares.
     gateway.writeFile("/zelkora/Config/sys.xml",
+                      "<?xml version='1.0' encoding='ISO-8859-1'?>"
                       "<!DOCTYPE sysConfig [<!ENTITY net '10.1'>]>"
-                      "<sysConfig><lan1 gateway='&net;.2.3'/></sysConfig>");
-    EXPECT_STREQ(DeviceInfo::instance()->gateway(), "10.1.2.3");
+                      "<sysConfig><lan1 gateway='&net;.\xC3\xA9'/></sysConfig>");
+    EXPECT_STREQ(DeviceInfo::instance()->gateway(), "10.1.\xC3\xA9");
 }
 
 TEST_F(FieldsTest, SeriesNumberAndModel) {

@@ -7,7 +7,6 @@
 namespace {
 
 class PageRedraw : public PageTest {};
-class SmallPanelRedraw : public SmallPanelPageTest {};
 
 TEST_F(PageRedraw, AValueThatShrinksLeavesBothEndsOfTheOldOne) {
     gateway.setInterface("eth1", "192.168.100.200");
@@ -17,7 +16,8 @@ TEST_F(PageRedraw, AValueThatShrinksLeavesBothEndsOfTheOldOne) {
     EXPECT_TRUE(golden::matches(shown(gateway), "64/ethernet1-address-shrunk"));
 }
 
-TEST_F(SmallPanelRedraw, AValueThatShrinksLeavesBothEndsOfTheOldOne) {
+TEST_F(PageRedraw, AValueThatShrinksLeavesBothEndsOfTheOldOneOn32Lines) {
+    gateway.setPanel(sim::panel32);
     gateway.writeVersion("V10.20.30");
     enter(versionPage);
     gateway.writeVersion("V1\n");

@@ -31,8 +31,3 @@ class PageTest : public GatewayTest {
         receiveLogMessage();
     }
 };
-
-class SmallPanelPageTest : public PageTest {
-  protected:
-    SmallPanelPageTest() : PageTest(sim::panel32) {}
-};
