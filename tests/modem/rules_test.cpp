@@ -39,7 +39,6 @@ TEST(Transaction, ResultOfEachSequenceOfChunks) {
         {"another report mode", checkRegistered, {"\r\n+CREG: 1,1\r\n\r\nOK\r\n", end}, 0},
         {"behind its echo", querySignalQuality, {"at+csq\r\r\n", "\r\n+CSQ: 7,99\r\n"}, 7},
         {"another line's colon", querySignalQuality, {"+CREG: 1\r\n\r\n+CSQ: 23,99"}, 1},
-        {"a field of seven characters fits", querySignalQuality, {"+CSQ: 000023,99"}, 23},
         {"a longer one is cut", querySignalQuality, {"+CSQ: 0000234,99"}, 23},
         {"a field without end is cut", querySignalQuality, {"+CSQ: 1234567890123"}, 123456},
         {"no field", querySignalQuality, {"+CSQ:"}, 0},
@@ -142,7 +141,6 @@ TEST(CombinedReply, IsReadByWhatItsAnswersName) {
         {"at+cpin?/at+creg?/at+csq/+CPIN: READY/OK/+CREG: 1/+CREG: 0,5/OK/+CSQ: 9,99/OK/",
          {1, 1, 9, 1, 0}},
         {"+CPIN: READY/OK/ERROR/+CSQ: 25,99/OK/", {1, 0, 25, 4, 0}},
-        {"+CSQ: 14,99/+CPIN: READY/OK/+CREG: 0,1/OK/+CS", {1, 1, 0, 1, 0}},
         {"", {0, 0, 0, 1, 0}},
         // The OK of a later answer is not the SIM's.
         {"+CME ERROR: 10/OK/+CREG: 0,1/OK/+CSQ: 20,99/OK/", {0, 1, 20, 3, 0}},
@@ -155,7 +153,6 @@ TEST(CombinedReply, IsReadByWhatItsAnswersName) {
         {"/+CREG:0,1/OK/", {0, 0, 0, 1, 0}},
         // An answer begins with two numbers; what does not is part of the SIM's.
         {"/+CREG: ,1/+CREG: 0,/+CREG: 1/OK/+CREG: 0,5", {1, 1, 0, 1, 0}},
-        {"OK/+CSQ: 20,99/+CREG: 1/", {1, 0, 20, 3, 0}},
         {"OK/+CREG: 0,2/+CSQ: 20,99/+CREG: 0,1/", {1, 0, 20, 3, 0}},
         {"OK/+CREG: 2,1/+CREG: 0,1/+CSQ: ,99", {1, 1, 0, 1, 0}},
         {"OK/+CSQ: 000000000000123,99/", {1, 0, 12, 2, 0}}, // cut to fifteen characters
