@@ -67,10 +67,7 @@ void mend(sim::Gateway& gateway) {
     for (const char* file : files) {
         std::filesystem::remove_all(gateway.place(file));
     }
-    gateway.writeSysXml("192.168.1.1");
-    gateway.writeSnXml("SN20240001", "GW-100-L");
-    gateway.writeVersion("V1.2.3\n");
-    gateway.writeChannels({{1}, {2}, {5}});
+    walk::restoreFacts(gateway);
 }
 
 TEST(OddFiles, AreOutlivedAndThePagesAreRightOnceTheyAreMended) {

@@ -106,16 +106,7 @@ class Day {
             pass(61s); // off the reboot page by the idle rule
             press();
         }
-        restoreFacts();
-    }
-
-    void restoreFacts() {
-        gateway.editModem([](sim::ModemFacts& facts) { facts.maker = sim::Maker::Simcom; });
-        gateway.writeSysXml("192.168.1.1", "0");
-        gateway.writeVersion("V1.2.3\n");
-        gateway.writeChannels({{1}, {2}, {5}});
-        gateway.writeSnXml("SN20240001", "GW-100-L");
-        gateway.setTfCard(true);
+        walk::restoreFacts(gateway);
     }
 
     void endFailures() {

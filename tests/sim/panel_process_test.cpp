@@ -42,6 +42,8 @@ TEST_F(PanelProcessTest, TimeStandsStillUntilItIsMovedOn) {
     EXPECT_EQ(gateway.monotonic() - begin, 60'050ms);
     EXPECT_EQ(process.settle(3), Wait::Settled);
     EXPECT_EQ(sleeps.main, 1205U);
+    EXPECT_EQ(process.exitNormally(), 0);
+    EXPECT_EQ(process.output(), "hellogoodbye");
 }
 
 TEST_F(PanelProcessTest, AProcessThatDiesIsNoticed) {
@@ -50,6 +52,9 @@ TEST_F(PanelProcessTest, AProcessThatDiesIsNoticed) {
     ASSERT_TRUE(crashing.status());
     EXPECT_TRUE(WIFSIGNALED(*crashing.status()));
     EXPECT_EQ(crashing.settle(), Wait::Exited);
+
+    PanelProcess missing(gateway, gateway.folder() + "/missing", PANEL_GATEWAY);
+    EXPECT_EQ(missing.advance(1s), Wait::Exited);
 
     PanelProcess ending = start("end");
     EXPECT_EQ(ending.advance(10s), Wait::Exited);
@@ -64,33 +69,6 @@ TEST_F(PanelProcessTest, AProcessThatHangsIsGivenUp) {
     EXPECT_EQ(process.advance(10s), Wait::Stuck);
     EXPECT_TRUE(process.running());
     EXPECT_EQ(process.exitNormally(), std::nullopt);
-}
-
-TEST_F(PanelProcessTest, ANormalExitRunsTheExitHandlers) {
-    for (const sim::ClockMode mode : {sim::ClockMode::Virtual, sim::ClockMode::Real}) {
-        gateway.setClockMode(mode);
-        PanelProcess process = start();
-        ASSERT_EQ(process.advance({}), Wait::Settled);
-        EXPECT_EQ(process.exitNormally(), 0);
-        EXPECT_EQ(process.output(), "hellogoodbye");
-    }
-}
-
-TEST_F(PanelProcessTest, TheProcessEndsWithItsObject) {
-    pid_t pid = -1;
-    {
-        PanelProcess process = start();
-        ASSERT_EQ(process.advance({}), Wait::Settled);
-        pid = process.pid();
-    }
-    EXPECT_EQ(kill(pid, 0), -1);
-    PanelProcess next = start();
-    EXPECT_EQ(next.advance(1s), Wait::Settled);
-}
-
-TEST_F(PanelProcessTest, AProgramThatIsMissingEndsAtOnce) {
-    PanelProcess process(gateway, gateway.folder() + "/missing", PANEL_GATEWAY);
-    EXPECT_EQ(process.advance(1s), Wait::Exited);
 }
 
 } // namespace

@@ -53,20 +53,6 @@ Use useOf(pid_t process) {
     return {total, walk::openDescriptors(process)};
 }
 
-void restoreFacts(sim::Gateway& gateway) {
-    gateway.writeSysXml("192.168.1.1", "0");
-    gateway.writeSnXml("SN20240001", "GW-100-L");
-    gateway.writeVersion("V1.2.3\n");
-    gateway.writeChannels({{1}, {2}, {5}});
-    gateway.setInterface("eth0", "192.168.1.10");
-    gateway.setInterface("eth1", "10.10.0.2");
-    gateway.setInterface("ppp0", "10.64.3.7", "255.255.255.255");
-    gateway.setTfCard(true);
-    gateway.setTfMegabytes(5000, 7600);
-    gateway.setModemPresent(true);
-    gateway.editModem(sim::ordinaryModem);
-}
-
 // One fact of the gateway becomes another one.
 void changeSomething(sim::Gateway& gateway, std::mt19937& random) {
     const auto pick = [&](int count) {
@@ -117,7 +103,7 @@ struct Life {
     }
 
     std::vector<picture::Bitmap> pages(const picture::Bitmap& clock) {
-        restoreFacts(gateway);
+        walk::restoreFacts(gateway);
         while (gateway.logLinesWaiting() > 0) {
             panel.advance(1s);
         }

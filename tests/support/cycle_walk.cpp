@@ -43,6 +43,22 @@ std::vector<picture::Bitmap> collectPages(sim::Gateway& gateway, sim::PanelProce
     return pages;
 }
 
+void restoreFacts(sim::Gateway& gateway) {
+    gateway.writeSysXml("192.168.1.1", "0");
+    gateway.writeSnXml("SN20240001", "GW-100-L");
+    gateway.writeVersion("V1.2.3\n");
+    gateway.writeChannels({{.number = 1},
+                           {.number = 2, .baud = 115200, .parity = "Even"},
+                           {.number = 5, .baud = 2400, .dataSize = 7, .parity = "Odd", .stop = 2}});
+    gateway.setInterface("eth0", "192.168.1.10");
+    gateway.setInterface("eth1", "10.10.0.2");
+    gateway.setInterface("ppp0", "10.64.3.7", "255.255.255.255");
+    gateway.setTfCard(true);
+    gateway.setTfMegabytes(5000, 7600);
+    gateway.setModemPresent(true);
+    gateway.editModem(sim::ordinaryModem);
+}
+
 std::size_t openDescriptors(pid_t process) {
     const std::filesystem::directory_iterator entries("/proc/" + std::to_string(process) + "/fd");
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));

@@ -28,6 +28,9 @@ bool findTheClock(sim::Gateway& gateway, sim::PanelProcess& panel, const picture
 std::vector<picture::Bitmap> collectPages(sim::Gateway& gateway, sim::PanelProcess& panel,
                                           const picture::Bitmap& clock);
 
+// Gives the gateway back every fact that it had when it was made.
+void restoreFacts(sim::Gateway& gateway);
+
 // Open descriptors of a process.
 std::size_t openDescriptors(pid_t process);
 
