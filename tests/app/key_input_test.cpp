@@ -73,7 +73,7 @@ TEST_F(Button, KeepsTheDurationBeforeWhenTheClockIsSetBack) {
                 {BTN_0, 1, 20'500ms},
                 {BTN_0, 0, 19'999'999us, longPress},
                 {BTN_0, 0, 20'499'999us, longPress},
-                {BTN_0, 0, 20'700ms, shortPress}});
+                {BTN_0, 0, 20'500ms, shortPress}});
 }
 
 class ButtonDevice : public GatewayTest {};
