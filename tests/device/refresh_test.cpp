@@ -24,7 +24,6 @@ struct File {
     std::string before; // the value
     std::string after;
     const char* unset = ""; // the value before any reading
-    bool emptiedWhenBroken = false;
 
     bool isXml() const { return *root != '\0'; }
     std::string holding(const char* text) const { return before + text + after; }
@@ -39,26 +38,26 @@ const File files[] = {
      &DeviceInfo::readVersion, [] { return std::string(info().version()); }, "", ""},
     {"/zelkora/Config/Channel-template.xml", sim::Path::ChannelTemplate, "ChannelConfig",
      &DeviceInfo::readChannelTemplate, [] { return std::to_string(info().firstChannel()); },
-     "<ChannelConfig><Channel No='", "'><CommMode Mode='0'/></Channel></ChannelConfig>", "16",
-     true},
+     "<ChannelConfig><Channel No='", "'><CommMode Mode='0'/></Channel></ChannelConfig>", "16"},
 };
 
 // One thing that can be wrong with a file.
 struct Trouble {
     const char* name;
     void (*make)(sim::Gateway& gateway, const File& file);
-    const char* message;        // for an XML file, "%s" its path and "%r" its root
-    const char* versionMessage; // for the version file; null: it has no such trouble
-    bool missing = false;       // the channel map is kept
+    std::string (*message)(const File& file);
+    bool ofXmlOnly = false;
 };
 
 constexpr std::time_t troubleTime = 1'600'000'000;
 
-constexpr const char* notParsed = "%s Document not parsed successfully.\n";
+std::string notParsed(const File& file) {
+    return file.path + " Document not parsed successfully.\n"s;
+}
 
 const Trouble troubles[] = {
     {"missing", [](auto& gateway, auto& file) { gateway.removeFile(file.path); },
-     "get %s status error\n", "get %s status error\n", true},
+     [](auto& file) { return "get "s + file.path + " status error\n"; }},
     {"vanishing between two looks",
      [](auto& gateway, auto& file) {
          gateway.touchFile(file.path);
@@ -66,19 +65,12 @@ const Trouble troubles[] = {
          gateway.failCall(sim::Call::Fopen, ENOENT, 1, true, file.place);
          gateway.failCall(sim::Call::Access, ENOENT, 1, true, file.place);
      },
-     notParsed, "%s is not exist\n"},
+     [](auto& file) { return file.isXml() ? notParsed(file) : file.path + " is not exist\n"s; }},
     {"cut", [](auto& gateway, auto& file) { gateway.writeFile(file.path, "<sysConfig><lan1"); },
-     notParsed, nullptr},
+     notParsed, true},
     {"of another root", [](auto& gateway, auto& file) { gateway.writeFile(file.path, "<other/>"); },
-     "document of the wrong type, root node != %r", nullptr},
+     [](auto& file) { return "document of the wrong type, root node != "s + file.root; }, true},
 };
-
-std::string messageOf(const Trouble& trouble, const File& file) {
-    std::string text = file.isXml() ? trouble.message : trouble.versionMessage;
-    const std::size_t mark = text.find('%');
-    return mark == text.npos ? text
-                             : text.replace(mark, 2, text[mark + 1] == 's' ? file.path : file.root);
-}
 
 class RefreshTest : public GatewayTest {
   protected:
@@ -107,7 +99,7 @@ class RefreshTest : public GatewayTest {
 TEST_F(RefreshTest, AFailureKeepsValueAndStampAndIsRepeated) {
     for (const File& file : files) {
         for (const Trouble& trouble : troubles) {
-            if (!file.isXml() && trouble.versionMessage == nullptr) {
+            if (trouble.ofXmlOnly && !file.isXml()) {
                 continue;
             }
             SCOPED_TRACE(std::string(file.path) + " " + trouble.name);
@@ -115,9 +107,10 @@ TEST_F(RefreshTest, AFailureKeepsValueAndStampAndIsRepeated) {
             ASSERT_EQ(ask(file), "1|");
 
             trouble.make(gateway, file);
-            const bool emptied = file.emptiedWhenBroken && !trouble.missing;
-            const std::string kept = emptied ? file.unset : "1";
-            const std::string message = messageOf(trouble, file);
+            // The channel map is emptied before a file that is there is read.
+            const bool isEmptied = file.unset == "16"s && trouble.name != "missing"s;
+            const std::string kept = isEmptied ? file.unset : "1";
+            const std::string message = trouble.message(file);
             EXPECT_EQ(ask(file), kept + "|" + message);
             EXPECT_EQ(read(file), "-1|" + message);
 

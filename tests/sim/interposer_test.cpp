@@ -185,21 +185,6 @@ TEST_F(InterposerTest, AnInterfaceKeepsItsAddressWithoutACable) {
     }
 }
 
-TEST_F(InterposerTest, APulledTfCardLeavesItsMountBehind) {
-    const auto state = [] {
-        struct statfs figures {};
-        return std::pair(access("/dev/mmcblk0p1", F_OK) == 0,
-                         statfs("/media/mmcblk0p1", &figures) == 0 && figures.f_blocks > 0);
-    };
-    EXPECT_EQ(state(), std::pair(true, true));
-    gateway.setTfCard(false);
-    EXPECT_EQ(state(), std::pair(false, true));
-    gateway.setTfMounted(false);
-    EXPECT_EQ(state(), std::pair(false, false));
-    gateway.setTfCard(true);
-    EXPECT_EQ(state(), std::pair(true, true));
-}
-
 TEST_F(InterposerTest, EachGatewayHasAQueueOfItsOwn) {
     int ended = -1;
     {
