@@ -4,8 +4,8 @@
 //   fault_sweep 64|32 [--full]
 //
 // Prints how many failures were injected and what came of them; status 1 when one of them harmed
-// the daemon or was never reached. --full takes every occurrence of a call instead of the first, a
-// middle one and the last.
+// the daemon or was never reached. --full takes every occurrence of a call (of a frequent one some
+// hundreds) instead of the first, a middle one and the last.
 
 #include "picture/bitmap.h"
 #include "tests/faults/day.h"
