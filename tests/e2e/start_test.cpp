@@ -14,21 +14,15 @@ namespace {
 using namespace std::chrono_literals;
 using Wait = sim::PanelProcess::Wait;
 
-// A machine without any of the daemon's files and devices.
-void makeBare(sim::Gateway& gateway) {
+TEST(Start, OnABareMachineSaysWhatIsMissingAndRunsOn) {
+    sim::Gateway gateway;
     for (const char* path :
-         {"/zelkora/Config/sys.xml", "/zelkora/Config/system/sn.xml",
-          "/zelkora/Config/version/main-version.conf", "/zelkora/Config/Channel-template.xml"}) {
-        gateway.removeFile(path);
+         {"sys.xml", "system/sn.xml", "version/main-version.conf", "Channel-template.xml"}) {
+        gateway.removeFile(std::string("/zelkora/Config/") + path);
     }
     gateway.setFramebufferPresent(false);
     gateway.setButtonPresent(false);
     gateway.setBacklightPresent(sim::Backlight::Ssd1306, false);
-}
-
-TEST(Start, OnABareMachineSaysWhatIsMissingAndRunsOn) {
-    sim::Gateway gateway;
-    makeBare(gateway);
     sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
     ASSERT_EQ(panel.settle(), Wait::Settled);
     EXPECT_EQ(panel.output(),

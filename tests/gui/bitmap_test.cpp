@@ -76,21 +76,7 @@ void drawBoth(Dice& dice, PanelModel& model) {
 }
 
 TEST(Bitmaps, EqualTheModelInAllDepthsMagnificationsModesTablesAndClips) {
-    for (const auto& [width, height, bitsPerPixel] : panelKinds) {
-        Panel panel(width, height, bitsPerPixel);
-        Dice dice;
-        for (int round = 0; round < 2500; ++round) {
-            dice.scramble(panel);
-            dice.chooseContext(GUI_DM_XOR | GUI_DM_TRANS | GUI_DM_REV);
-            const std::uint8_t colors[] = {GUI_Context.aColorIndex[0], GUI_Context.aColorIndex[1]};
-            PanelModel model(panel);
-            drawBoth(dice, model);
-            ASSERT_TRUE(std::ranges::equal(panel.bytes(), model.bytes))
-                << "round " << round << " on " << width << " x " << height;
-            ASSERT_TRUE(panel.isIntact());
-            ASSERT_TRUE(std::ranges::equal(colors, GUI_Context.aColorIndex));
-        }
-    }
+    compareWithModel(2500, GUI_DM_XOR | GUI_DM_TRANS | GUI_DM_REV, drawBoth);
 }
 
 TEST(Bitmaps, OtherDepthsDrawNothing) {
@@ -103,8 +89,6 @@ TEST(Bitmaps, OtherDepthsDrawNothing) {
     LCD_DrawBitmap(-3, -1, 4, 4, 1, 1, 3, 8, data.data(), nullptr);
     EXPECT_EQ(panel.picture().litCount(), 0U);
 }
-
-// ---- GUI_DrawBitmap: palette and mode ----------------------------------------------------------
 
 constexpr std::uint8_t checker[] = {0b1010'0000, 0b0101'0000};
 constexpr std::uint32_t darkAndLight[] = {0x000000, 0x808080};

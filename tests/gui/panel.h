@@ -140,3 +140,24 @@ struct PanelKind {
 };
 inline constexpr PanelKind panelKinds[] = {{128, 64, 1}, {128, 32, 1}, {24, 16, 1}, {100, 20, 1},
                                            {12, 8, 1},   {32, 8, 2},   {16, 8, 8},  {248, 31, 1}};
+
+// Draws at random, `rounds` times on every kind of panel. draw(dice, model) draws once through the
+// library and once into the model.
+template <typename Draw>
+void compareWithModel(int rounds, std::uint8_t modeBits, Draw draw) {
+    for (const auto& [width, height, bitsPerPixel] : panelKinds) {
+        Panel panel(width, height, bitsPerPixel);
+        Dice dice;
+        for (int round = 0; round < rounds; ++round) {
+            dice.scramble(panel);
+            dice.chooseContext(modeBits);
+            const int colors = GUI_Context.aColorIndex[0] * 256 + GUI_Context.aColorIndex[1];
+            PanelModel model(panel);
+            draw(dice, model);
+            ASSERT_TRUE(std::ranges::equal(panel.bytes(), model.bytes))
+                << "round " << round << " on " << width << " x " << height;
+            ASSERT_TRUE(panel.isIntact());
+            ASSERT_EQ(colors, GUI_Context.aColorIndex[0] * 256 + GUI_Context.aColorIndex[1]);
+        }
+    }
+}
