@@ -4,7 +4,7 @@
 //   process_cost [--rounds N] [--seconds N] [NAME=PID[,PID...]]...
 //
 // Prints one line of tab-separated figures per measurement:
-//   run     NAME ROUND cpu_ms_per_minute wakeups_per_second private_kb resident_kb
+//   run     NAME ROUND cpu_ms_per_minute wakeups_per_second private_kb written_kb resident_kb
 //   start   NAME microseconds            from fork to the first byte (floor), to the last byte of
 //                                        the first complete frame (paneld); 20 of each
 //   key     paneld microseconds          from the release of the button to the last byte of the
@@ -41,7 +41,8 @@ struct Measured {
 struct Use {
     std::uint64_t cpuNs = 0;
     std::uint64_t wakeUps = 0;
-    std::uint64_t privateKb = 0;
+    std::uint64_t privateKb = 0; // pages that no other process maps at the moment
+    std::uint64_t writtenKb = 0; // those of them that it has written
     std::uint64_t residentKb = 0;
 };
 
@@ -70,6 +71,7 @@ void addMemory(pid_t process, Use& use) {
             use.residentKb += amount;
         } else if ((word == "Private_Clean:" || word == "Private_Dirty:") && file >> amount) {
             use.privateKb += amount;
+            use.writtenKb += word == "Private_Dirty:" ? amount : 0;
         }
     }
 }
@@ -169,10 +171,11 @@ void measureRound(int round, std::chrono::seconds length, const std::vector<Meas
     const double seconds = std::chrono::duration<double>(SteadyClock::now() - began).count();
     for (std::size_t i = 0; i < measured.size(); ++i) {
         const Use after = useOf(measured[i]);
-        std::printf("run\t%s\t%d\t%.3f\t%.2f\t%llu\t%llu\n", measured[i].name.c_str(), round,
+        std::printf("run\t%s\t%d\t%.3f\t%.2f\t%llu\t%llu\t%llu\n", measured[i].name.c_str(), round,
                     static_cast<double>(after.cpuNs - before[i].cpuNs) / 1e6 / seconds * 60,
                     static_cast<double>(after.wakeUps - before[i].wakeUps) / seconds,
                     static_cast<unsigned long long>(after.privateKb),
+                    static_cast<unsigned long long>(after.writtenKb),
                     static_cast<unsigned long long>(after.residentKb));
     }
 }
