@@ -25,7 +25,10 @@ using namespace std::chrono_literals;
 
 constexpr int checkpoints = 20;
 // By then the heap has met every combination of file contents that makes it grow by a page.
-constexpr std::uint64_t warmUpEvents = 60'000;
+constexpr std::uint64_t warmUpEvents = 100'000;
+// A page that something rare touches late. A leak of 32 bytes at every hundredth press fills two
+// of them even in the short soak.
+constexpr long latePageKb = 4;
 constexpr std::uint64_t eventsPerPress = 4; // press, release and a synchronisation event each
 constexpr double secondsPerDay = 86400;
 
@@ -175,7 +178,7 @@ class Soak {
         if (pressed * eventsPerPress <= warmUpEvents) {
             warm = {std::max(warm.privateKb, use.privateKb), use.descriptors};
         } else {
-            require(use.privateKb <= warm.privateKb, "private memory grew");
+            require(use.privateKb <= warm.privateKb + latePageKb, "private memory grew");
             require(use.descriptors == warm.descriptors, "descriptors leaked");
         }
         std::printf("day %.1f, %llu events: private %ld kB, descriptors %zu, pages %s\n",
