@@ -98,6 +98,7 @@ bool blocksIntersect(std::int64_t low, std::int64_t high, int clipLow, int clipH
     return clipLow <= high && low <= clipHigh;
 }
 
+// Flattened: ten arguments per glyph would weigh more than its clipping.
 [[gnu::flatten]] inline void drawClipped(int x0, int y0, int xsize, int ysize, Source source) {
     const GUI_RECT& clip = GUI_Context.ClipRect;
     const auto left = std::max<std::int64_t>(x0, clip.x0);
