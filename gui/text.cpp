@@ -1,8 +1,5 @@
 #include "gui/lcd.h"
 
-#include <algorithm>
-#include <limits>
-
 void (*GUI_pfDispCharStyle)(std::uint16_t code) = nullptr;
 
 namespace {
@@ -56,9 +53,7 @@ const char* drawLine(const char* s, std::int16_t xStart, int fontDistY) {
     const int width = GUI_GetLineDistX(s, length);
     const std::int16_t x = toCoordinate(GUI_Context.DispPosX - horizontalShift(width));
     const std::int16_t y = GUI_Context.DispPosY;
-    // A text wider than the coordinates reach ends at the last one, so that it is not culled.
-    const int right = std::min<int>(x + width - 1, std::numeric_limits<std::int16_t>::max());
-    GUI_DispLine(s, length, {x, y, toCoordinate(right), toCoordinate(y + fontDistY - 1)});
+    GUI_DispLine(s, length, {x, y, toCoordinate(x + width - 1), toCoordinate(y + fontDistY - 1)});
     GUI_Context.DispPosY = y;
 
     const char* const end = s + GUI_NumChars2NumBytes(s, length);

@@ -73,6 +73,8 @@ TEST(Text, LayoutTable) {
              {"one column and one row inside", one, 0, "ab", 127, 63, "a@127,63 b@129,63 ", 131,
               63},
              {"below it", two, 0, "a\nb", 10, 58, "a@10,58 ", 5, 64},
+             {"right edge past the 16-bit coordinates", one, 0, std::string(16400, 'a'), 10, 20, "",
+              10 + 32800 - 65536, 20},
          }) {
         Panel panel;
         GUI_Context.LBorder = 3;
