@@ -138,7 +138,8 @@ void GUI_DispString(const char* s) {
         }
     }
     GUI_Context.DispPosY = toCoordinate(GUI_Context.DispPosY + yAdjust);
-    GUI_Context.TextAlign = toCoordinate(GUI_Context.TextAlign & ~alignHorizontal);
+    storeForUnlocked(GUI_Context.TextAlign,
+                     static_cast<std::int16_t>(GUI_Context.TextAlign & ~alignHorizontal));
     GUI_Unlock();
 }
 
@@ -153,7 +154,7 @@ void GUI_DispStringAt(const char* s, std::int16_t x, std::int16_t y) {
 void GUI_DispStringHCenterAt(const char* s, std::int16_t x, std::int16_t y) {
     // Read before the lock: with several drawing threads this is the alignment of whichever
     // thread's context is live.
-    const std::int16_t align = GUI_Context.TextAlign;
+    const std::int16_t align = loadUnlocked(GUI_Context.TextAlign);
     GUI_Lock();
     const std::int16_t previous =
         GUI_SetTextAlign(static_cast<std::int16_t>(align | GUI_TA_HCENTER));

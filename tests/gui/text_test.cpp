@@ -93,9 +93,9 @@ TEST(Text, LayoutTable) {
 TEST(Text, HCenterHoldsForOneStringAndLeavesTheAlignment) {
     Panel panel;
     GUI_SetFont(&GUI_FontMono10x19);
-    for (const int align : {0, +GUI_TA_BOTTOM, +GUI_TA_RIGHT}) {
-        const auto before = static_cast<std::int16_t>(align);
-        GUI_SetTextAlign(before);
+    for (const std::int16_t align : {GUI_TA_LEFT, GUI_TA_BOTTOM, GUI_TA_RIGHT}) {
+        GUI_Context.TextAlign &= GUI_TA_LEFT;
+        GUI_Context.TextAlign |= align;
         GUI_DispStringHCenterAt("AB", 64, 20);
         // Centred from 54 on; with right alignment the two cancel out and it starts at 64.
         EXPECT_EQ(GUI_Context.DispPosX, align == GUI_TA_RIGHT ? 84 : 74);
