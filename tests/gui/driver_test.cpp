@@ -1,6 +1,8 @@
 #include "tests/gui/panel.h"
 #include "tests/support/stdout_capture.h"
 
+#include <climits>
+
 namespace {
 
 TEST(Driver, SaysWhichPixelLiesBehindTheEndAndLeavesTheMemory) {
@@ -33,6 +35,7 @@ void drawEverything() {
     GUI_InvertRect(3, 3, 40, 20);
     LCD_DrawLine(-9, -9, 200, 90);
     LCD_DrawLine(5, -9, 5, 90);
+    LCD_DrawLine(0, INT_MAX - 2, 3, INT_MAX); // a step further is no coordinate
     GUI_SetFont(&GUI_FontProp19);
     GUI_DispStringAt("09:05:03", -4, -4);
 }
