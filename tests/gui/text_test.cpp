@@ -62,7 +62,8 @@ TEST(Text, LayoutTable) {
              {"vertical centre", one, GUI_TA_VCENTER, "a\nb", 10, 20, "a@10,18 b@3,24 ", 5, 26},
              {"8 is vertical centre too", two, 8, "a", 10, 20, "a@10,18 ", 12, 20},
              {"two-byte codes in a one-byte font", one, 0, "\xB0", 10, 20, "\xB0@10,20 ", 12, 20},
-             {"cut two-byte character", two, 0, "a\xB0", 10, 20, "a@10,20 ", 12, 20},
+             {"cut two-byte character, and what lies behind the end", two, 0,
+              std::string("a\xB0\0\nb", 5), 10, 20, "a@10,20 ", 12, 20},
              {"lead byte takes a line feed along", two, 0, "\xB0\nb", 10, 20, "wide@10,20 b@15,20 ",
               17, 20},
              {"above the clip rectangle", one, 0, "ab", 10, -6, "", 14, -6},
@@ -72,9 +73,9 @@ TEST(Text, LayoutTable) {
              {"right of it", two, 0, "ab", 128, 20, "", 132, 20},
              {"one column and one row inside", one, 0, "ab", 127, 63, "a@127,63 b@129,63 ", 131,
               63},
-             {"below it", two, 0, "a\nb", 10, 58, "a@10,58 ", 5, 64},
              {"right edge past the 16-bit coordinates", one, 0, std::string(16400, 'a'), 10, 20, "",
               10 + 32800 - 65536, 20},
+             {"below it", two, 0, "a\nb", 10, 58, "a@10,58 ", 5, 64},
          }) {
         Panel panel;
         GUI_Context.LBorder = 3;
