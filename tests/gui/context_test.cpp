@@ -38,8 +38,8 @@ TEST(Context, SwapsTheIndicesOnlyWhenTheReverseBitChanges) {
 }
 
 TEST(Context, ASecondInitResetsColorsFontClipModeAndSlotsOnly) {
-    Panel panel;
-    GUI_Lock(); // claims a slot
+    Panel panel(128, 64, 2); // twice the memory that its pixels take
+    GUI_Lock();              // claims a slot
     GUI_Unlock();
     panel.fill(0xFF);
     GUI_DecChar = ',';
@@ -56,7 +56,7 @@ TEST(Context, ASecondInitResetsColorsFontClipModeAndSlotsOnly) {
 
     EXPECT_EQ(GUI_Init(), 0);
 
-    EXPECT_EQ(std::ranges::count(panel.bytes(), 0), 1024);
+    EXPECT_EQ(std::ranges::count(panel.bytes(), 0), 2048);
     EXPECT_EQ(indices(), 1);
     EXPECT_EQ(GUI_Context.Color, 0xFFFFFFU);
     EXPECT_EQ(GUI_Context.DrawMode, GUI_DM_NORMAL);
