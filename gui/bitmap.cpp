@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <utility>
 
+std::uint8_t LCD__aConvTable[256];
+
 namespace {
 
 constexpr int bitsPerByte = 8;
@@ -54,6 +56,7 @@ bool isDrawableDepth(int depth) {
     return depth == 1 || depth == 2 || depth == 4 || depth == 8;
 }
 
+// Not inlined: its registers would be saved for every glyph.
 [[gnu::noinline]] void drawPixelByPixel(Extent to, int mode, Source source) {
     if (!isDrawableDepth(source.depth) || mode == (GUI_DM_XOR | GUI_DM_TRANS)) {
         return;
@@ -140,8 +143,7 @@ void drawMagnifiedRow(int x0, int xsize, int xMag, int yTop, int yBottom, const 
     }
 }
 
-[[gnu::noinline]] void drawMagnified(int x0, int y0, int xsize, int ysize, int xMag, int yMag,
-                                     Source source) {
+void drawMagnified(int x0, int y0, int xsize, int ysize, int xMag, int yMag, Source source) {
     const GUI_RECT& clip = GUI_Context.ClipRect;
     for (int row = 0; row < ysize; ++row, source.data += source.bytesPerLine) {
         const std::int64_t top = y0 + std::int64_t{yMag} * row;
@@ -166,6 +168,17 @@ void LCD_DrawBitmap(int x0, int y0, int xsize, int ysize, int xMag, int yMag, in
     } else {
         drawMagnified(x0, y0, xsize, ysize, xMag, yMag, source);
     }
+}
+
+const std::uint8_t* LCD_GetPalConvTable(const GUI_Palette* palette) {
+    constexpr std::int32_t tableSize = sizeof LCD__aConvTable;
+    if (palette == nullptr || palette->pPalEntries == nullptr || palette->NumEntries > tableSize) {
+        return nullptr;
+    }
+    for (std::int32_t i = 0; i < palette->NumEntries; ++i) {
+        LCD__aConvTable[i] = LCD_Color2Index(palette->pPalEntries[i]);
+    }
+    return LCD__aConvTable;
 }
 
 void GUI__DrawBitmap(const GUI_Bitmap* bitmap, int x, int y) {

@@ -123,7 +123,7 @@ std::int16_t GUI_SetTextMode(std::int16_t mode) {
 std::int16_t GUI_SetTextAlign(std::int16_t align) {
     GUI_Lock();
     const std::int16_t previous = GUI_Context.TextAlign;
-    GUI_Context.TextAlign = align;
+    storeForUnlocked(GUI_Context.TextAlign, align);
     GUI_Unlock();
     return previous;
 }
@@ -131,10 +131,10 @@ std::int16_t GUI_SetTextAlign(std::int16_t align) {
 const GUI_Font* GUI_SetFont(const GUI_Font* font) {
     // Read before the lock: with several drawing threads this is the font of whichever thread's
     // context is live.
-    const GUI_Font* const previous = GUI_Context.pFont;
+    const GUI_Font* const previous = loadUnlocked(GUI_Context.pFont);
     GUI_Lock();
     if (font != nullptr) {
-        GUI_Context.pFont = font;
+        storeForUnlocked(GUI_Context.pFont, font);
     }
     GUI_Unlock();
     return previous;

@@ -114,11 +114,13 @@ const GUI_Font* GUI_SetFont(const GUI_Font* font); // null changes nothing
 // Moves the text cursor. Always 0.
 int GUI_GotoXY(std::int16_t x, std::int16_t y);
 
-// Draw a string at the text cursor, at (x, y), or centred on x; a line feed starts a new line.
-// Horizontal alignment holds for one string. The cursor is left behind the last character.
-// A null string draws nothing.
+// Draw a string at the text cursor or at (x, y); a line feed starts a new line. Horizontal
+// alignment holds for one string and is left afterwards. The cursor is left behind the last
+// character. A null string draws nothing.
 void GUI_DispString(const char* s);
 void GUI_DispStringAt(const char* s, std::int16_t x, std::int16_t y);
+// The same with GUI_TA_HCENTER or-ed to the alignment, which afterwards is what it was before: the
+// string is centred on x, but starts at x when the alignment was right, which cancels the centring.
 void GUI_DispStringHCenterAt(const char* s, std::int16_t x, std::int16_t y);
 
 // Draws one character; 10 moves to the next line, 13 does nothing.

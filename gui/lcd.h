@@ -5,7 +5,6 @@
 // Prints nothing.
 
 #include "gui/gui.h"
-#include "gui/relaxed_field.h"
 
 #include <atomic>
 #include <pthread.h>
@@ -31,20 +30,31 @@ struct GUI_CONTEXT {
     std::uint8_t PenSize;  // pixels, always 1
     std::uint8_t PenShape;
     std::uint8_t LineStyle;
-    RelaxedField<const GUI_Font*> pFont; // read without the lock by GUI_SetFont
+    const GUI_Font* pFont; // read without the lock by GUI_SetFont
     const GUI_EncodeAPI* pEncodeAPI;
     std::int16_t LBorder;  // x to which a line feed returns
     std::int16_t DispPosX; // text cursor
     std::int16_t DispPosY;
     std::int16_t DrawPosX; // graphic pen
     std::int16_t DrawPosY;
-    std::int16_t TextMode;                // GUI_TM_ bits
-    RelaxedField<std::int16_t> TextAlign; // read without the lock by GUI_DispStringHCenterAt
-    std::uint32_t Color;                  // 0xRRGGBB as last set
+    std::int16_t TextMode;  // GUI_TM_ bits
+    std::int16_t TextAlign; // read without the lock by GUI_DispStringHCenterAt
+    std::uint32_t Color;    // 0xRRGGBB as last set
     std::uint32_t BkColor;
 };
 
 extern GUI_CONTEXT GUI_Context; // the live one
+
+// Access to the two fields that are read without the lock, as whole values in no order: by their
+// readers, and by whatever writes them while other threads may draw.
+template <typename T>
+T loadUnlocked(T& field) {
+    return std::atomic_ref<T>(field).load(std::memory_order_relaxed);
+}
+template <typename T>
+void storeForUnlocked(T& field, T value) {
+    std::atomic_ref<T>(field).store(value, std::memory_order_relaxed);
+}
 
 // Return the previous mode; swap the colour indices when the REV bit changes.
 std::uint8_t LCD_SetDrawMode(std::uint8_t mode);

@@ -1,5 +1,8 @@
 #include "gui/lcd.h"
 
+#include <cstddef>
+#include <cstring>
+
 // The counter and the owner are read before the mutex is taken. The owner is stored first and the
 // counter after it with release; a reader that sees the counter (acquire) therefore sees this
 // owner or a later one. Only a thread itself ever stores its own id, so a thread that finds its
@@ -27,13 +30,27 @@ std::int32_t findTaskSlot(pthread_t caller) {
     return 0;
 }
 
+// Copies a context into the live one, but for the two fields that other threads may be reading
+// meanwhile: these are stored as whole values.
+void putInForce(const GUI_CONTEXT& context) {
+    const auto copy = [&](std::size_t begin, std::size_t end) {
+        std::memcpy(reinterpret_cast<char*>(&GUI_Context) + begin,
+                    reinterpret_cast<const char*>(&context) + begin, end - begin);
+    };
+    copy(0, offsetof(GUI_CONTEXT, pFont));
+    storeForUnlocked(GUI_Context.pFont, context.pFont);
+    copy(offsetof(GUI_CONTEXT, pEncodeAPI), offsetof(GUI_CONTEXT, TextAlign));
+    storeForUnlocked(GUI_Context.TextAlign, context.TextAlign);
+    copy(offsetof(GUI_CONTEXT, Color), sizeof(GUI_CONTEXT));
+}
+
 void switchContext(std::int32_t slot) {
     if (slot == GUI_CurrentTaskSlot) {
         return;
     }
     if (GUI_CurrentTaskSlot >= 0) {
         GUI_aTaskContext[GUI_CurrentTaskSlot].Context = GUI_Context;
-        GUI_Context = GUI_aTaskContext[slot].Context;
+        putInForce(GUI_aTaskContext[slot].Context);
     }
     // With no current slot the live context is adopted as it stands.
     GUI_CurrentTaskSlot = slot;

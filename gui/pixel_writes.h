@@ -1,9 +1,11 @@
 #pragma once
 // Pixel writes into a piece of video memory that was checked as a whole beforehand.
 // The panel takes what stands in the mapped bytes, and every pixel is one read-modify-write of
-// its byte. Behind each one stands a fence for the compiler, which costs no instruction: without
-// it the compiler would join neighbouring pixels of a byte into one write.
-// Runs with the library lock held, or inside GUI_Init.
+// its byte. Fences for the compiler, which cost no instruction, stand before and behind each one.
+// Either alone keeps the compiler from joining neighbouring pixels of a byte into one write. The
+// other one keeps the reading and the writing of a pixel on the same side of the condition that
+// chooses its value, where they are one instruction: without it a page of text costs a quarter
+// more. Runs with the library lock held, or inside GUI_Init.
 
 #include "gui/lcd.h"
 #include "gui/lcd_driver.h"

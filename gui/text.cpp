@@ -1,8 +1,5 @@
 #include "gui/lcd.h"
 
-#include <algorithm>
-#include <limits>
-
 void (*GUI_pfDispCharStyle)(std::uint16_t code) = nullptr;
 
 namespace {
@@ -56,9 +53,7 @@ const char* drawLine(const char* s, std::int16_t xStart, int fontDistY) {
     const int width = GUI_GetLineDistX(s, length);
     const std::int16_t x = toCoordinate(GUI_Context.DispPosX - horizontalShift(width));
     const std::int16_t y = GUI_Context.DispPosY;
-    // A text wider than the coordinates reach ends at the last one, so that it is not culled.
-    const int right = std::min<int>(x + width - 1, std::numeric_limits<std::int16_t>::max());
-    GUI_DispLine(s, length, {x, y, toCoordinate(right), toCoordinate(y + fontDistY - 1)});
+    GUI_DispLine(s, length, {x, y, toCoordinate(x + width - 1), toCoordinate(y + fontDistY - 1)});
     GUI_Context.DispPosY = y;
 
     const char* const end = s + GUI_NumChars2NumBytes(s, length);
@@ -143,7 +138,8 @@ void GUI_DispString(const char* s) {
         }
     }
     GUI_Context.DispPosY = toCoordinate(GUI_Context.DispPosY + yAdjust);
-    GUI_Context.TextAlign = toCoordinate(GUI_Context.TextAlign & ~alignHorizontal);
+    storeForUnlocked(GUI_Context.TextAlign,
+                     static_cast<std::int16_t>(GUI_Context.TextAlign & ~alignHorizontal));
     GUI_Unlock();
 }
 
@@ -158,7 +154,7 @@ void GUI_DispStringAt(const char* s, std::int16_t x, std::int16_t y) {
 void GUI_DispStringHCenterAt(const char* s, std::int16_t x, std::int16_t y) {
     // Read before the lock: with several drawing threads this is the alignment of whichever
     // thread's context is live.
-    const std::int16_t align = GUI_Context.TextAlign;
+    const std::int16_t align = loadUnlocked(GUI_Context.TextAlign);
     GUI_Lock();
     const std::int16_t previous =
         GUI_SetTextAlign(static_cast<std::int16_t>(align | GUI_TA_HCENTER));

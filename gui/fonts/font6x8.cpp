@@ -1,4 +1,3 @@
-#include "gui/fonts/glyph_pairs.h"
 #include "gui/fonts/glyph_sheet.h"
 
 namespace {
@@ -16,18 +15,22 @@ struct Art {
         ;
 };
 
-struct PairList {
-    static constexpr std::string_view text =
-#include "gui/fonts/font6x8_pairs.txt"
-        ;
-};
-
 constexpr auto sheet = readGlyphSheet<Art, height, width>();
 constexpr auto bitmap = sheet.bitmap;
-constexpr auto pairs =
-    readGlyphPairs<PairList, firstTranslated, lastTranslated, sheet.glyphs.size()>();
 
-constexpr GUI_CharTransList translation = {firstTranslated, lastTranslated, pairs.data()};
+constexpr std::int16_t none = -1;
+constexpr GUI_CharTrans pairs[] = {
+#include "gui/fonts/font6x8_pairs.txt"
+};
+static_assert(std::size(pairs) == lastTranslated - firstTranslated + 1, "one pair for each code");
+static_assert(std::ranges::all_of(pairs,
+                                  [](const GUI_CharTrans& pair) {
+                                      constexpr auto end = std::int16_t{sheet.glyphs.size()};
+                                      return pair.Base < end && pair.Overlay < end;
+                                  }),
+              "the glyphs of the pairs are in the sheet");
+
+constexpr GUI_CharTransList translation = {firstTranslated, lastTranslated, pairs};
 
 constexpr GUI_MonoFontData data = {.pData = bitmap.data(),
                                    .pTransData = bitmap.data(),

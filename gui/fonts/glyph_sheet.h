@@ -2,7 +2,7 @@
 // Reads glyph sheets (pictures of glyphs as text) into packed bitmaps while the program compiles.
 // A sheet is a text of glyphs: a line "@ HEX label" with the character code, then one line of
 // `.` and `#` per pixel row. The codes ascend. A sheet with a mistake does not compile: the
-// message says what is wrong, the template argument `line` where.
+// template argument `line` beside the message says where it is.
 //
 // Bitmap of a glyph: rows from top to bottom, each in whole bytes, leftmost pixel in the highest
 // bit, 1 is ink, unused bits at the right are 0. Glyphs follow each other without gaps.
@@ -28,13 +28,10 @@ struct GlyphSheet {
     std::array<std::uint8_t, byteCount> bitmap;
 };
 
-enum class SheetMistake { None, UnknownLine, BadCode, CodeOrder, RowWidth, RowCount, NoGlyph };
-
 struct SheetSize {
     std::size_t glyphs = 0;
     std::size_t bytes = 0;
-    SheetMistake mistake = SheetMistake::None;
-    std::size_t line = 1; // where the mistake was found
+    std::size_t wrongLine = 0; // 0: none
 };
 
 // The lines of a text, one after the other. A plain walk: what the standard library offers for it
@@ -103,62 +100,44 @@ constexpr std::size_t bytesForPixels(std::size_t pixels) {
     return (pixels + 7) / 8;
 }
 
-// Counts the glyphs and bytes of a sheet and looks for mistakes. fixedWidth 0 lets every glyph
-// have a width of its own, which its first row tells.
+// Counts the glyphs and bytes of a sheet, up to the first line that is wrong. fixedWidth 0 lets
+// every glyph have a width of its own, which its first row tells.
 constexpr SheetSize measureSheet(std::string_view text, std::size_t rows, std::size_t fixedWidth) {
     SheetSize size;
     int lastCode = -1;
     std::size_t width = 0;
     std::size_t rowsLeft = 0; // of the present glyph
-    SheetLines lines(text);
-    for (; !lines.isAtEnd(); ++size.line) {
+    std::size_t number = 1;
+    for (SheetLines lines(text); !lines.isAtEnd(); ++number) {
         const std::string_view line = lines.next();
-        if (isGlyphHeader(line)) {
+        bool isRight = line.empty();
+        if (rowsLeft != 0) {
+            width = width == 0 ? line.size() : width;
+            isRight = isGlyphRow(line) && line.size() == width;
+            --rowsLeft;
+            size.bytes += bytesForPixels(width);
+        } else if (isGlyphHeader(line)) {
             const int code = readHeaderCode(line);
-            size.mistake = rowsLeft != 0      ? SheetMistake::RowCount
-                           : code < 0         ? SheetMistake::BadCode
-                           : code <= lastCode ? SheetMistake::CodeOrder
-                                              : SheetMistake::None;
+            isRight = code > lastCode;
             lastCode = code;
             width = fixedWidth;
             rowsLeft = rows;
             ++size.glyphs;
-        } else if (isGlyphRow(line)) {
-            width = width == 0 ? line.size() : width;
-            size.mistake = rowsLeft == 0          ? SheetMistake::RowCount
-                           : line.size() != width ? SheetMistake::RowWidth
-                                                  : SheetMistake::None;
-            --rowsLeft;
-            size.bytes += bytesForPixels(width);
-        } else if (!line.empty()) {
-            size.mistake = SheetMistake::UnknownLine;
-        } else if (rowsLeft != 0) {
-            size.mistake = SheetMistake::RowCount;
         }
-        if (size.mistake != SheetMistake::None) {
+        if (!isRight) {
+            size.wrongLine = number;
             return size;
         }
     }
-    if (rowsLeft != 0) {
-        size.mistake = SheetMistake::RowCount;
-    } else if (size.glyphs == 0) {
-        size.mistake = SheetMistake::NoGlyph;
-    }
+    size.wrongLine = rowsLeft != 0 || size.glyphs == 0 ? number : 0;
     return size;
 }
 
-template <SheetMistake mistake, std::size_t line>
-constexpr void requireNoMistake() {
-    static_assert(mistake != SheetMistake::UnknownLine,
-                  "glyph sheet: a line is neither a glyph header nor a row of . and #");
-    static_assert(mistake != SheetMistake::BadCode,
-                  "glyph sheet: a glyph header bears no code of up to four hexadecimal digits");
-    static_assert(mistake != SheetMistake::CodeOrder, "glyph sheet: the codes do not ascend");
-    static_assert(mistake != SheetMistake::RowWidth,
-                  "glyph sheet: a row is wider or narrower than its glyph");
-    static_assert(mistake != SheetMistake::RowCount,
-                  "glyph sheet: a glyph has too few or too many rows");
-    static_assert(mistake != SheetMistake::NoGlyph, "glyph sheet: there is no glyph in it");
+template <std::size_t line>
+constexpr void requireNoWrongLine() {
+    static_assert(line == 0, "glyph sheet: this line is no header with an ascending code of up to "
+                             "four hexadecimal digits and no row of . and # as wide as its glyph, "
+                             "or the glyph before it has too few or too many rows");
 }
 
 // Packs a row; the bytes must be 0 before.
@@ -183,7 +162,7 @@ constexpr std::string_view nextHeader(SheetLines& lines) {
 template <typename Art, std::size_t rows, std::size_t fixedWidth = 0>
 constexpr auto readGlyphSheet() {
     constexpr SheetSize size = measureSheet(Art::text, rows, fixedWidth);
-    requireNoMistake<size.mistake, size.line>();
+    requireNoWrongLine<size.wrongLine>();
     GlyphSheet<size.glyphs, size.bytes> sheet{};
     std::size_t bytesRead = 0;
     SheetLines lines(Art::text);

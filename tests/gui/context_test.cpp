@@ -38,8 +38,8 @@ TEST(Context, SwapsTheIndicesOnlyWhenTheReverseBitChanges) {
 }
 
 TEST(Context, ASecondInitResetsColorsFontClipModeAndSlotsOnly) {
-    Panel panel;
-    GUI_Lock(); // claims a slot
+    Panel panel(128, 64, 2); // twice the memory that its pixels take
+    GUI_Lock();              // claims a slot
     GUI_Unlock();
     panel.fill(0xFF);
     GUI_DecChar = ',';
@@ -56,23 +56,18 @@ TEST(Context, ASecondInitResetsColorsFontClipModeAndSlotsOnly) {
 
     EXPECT_EQ(GUI_Init(), 0);
 
-    EXPECT_EQ(std::ranges::count(panel.bytes(), 0), 1024);
-    EXPECT_EQ(indices(), 1);
-    EXPECT_EQ(GUI_Context.Color, 0xFFFFFFU);
-    EXPECT_EQ(GUI_Context.DrawMode, GUI_DM_NORMAL);
-    EXPECT_EQ(GUI_Context.pFont, &GUI_Font6x8);
-    EXPECT_EQ(GUI_Context.ClipRect.y1, 63);
-    EXPECT_EQ(GUI_Context.pEncodeAPI, &GUI__API_TableNone);
+    EXPECT_EQ(std::ranges::count(panel.bytes(), 0), 2048);
+    const GUI_CONTEXT& now = GUI_Context;
+    EXPECT_EQ(std::tuple(indices(), now.Color, now.DrawMode, now.pFont, now.ClipRect.y1),
+              std::tuple(1, 0xFFFFFFU, GUI_DM_NORMAL, &GUI_Font6x8, 63));
+    EXPECT_EQ(now.pEncodeAPI, &GUI__API_TableNone);
     EXPECT_EQ(GUI_DecChar, '.');
     EXPECT_EQ(GUI_CurrentTaskSlot, -1);
     EXPECT_EQ(GUI_aTaskContext[0].TaskId, 0U);
     EXPECT_EQ(GUI_aTaskContext[3].Context.pFont, &GUI_Font6x8);
     // What stays.
-    EXPECT_EQ(GUI_Context.TextMode, GUI_TM_REV);
-    EXPECT_EQ(GUI_Context.TextAlign, GUI_TA_RIGHT | GUI_TA_BOTTOM);
-    EXPECT_EQ(GUI_Context.DispPosY, 12);
-    EXPECT_EQ(GUI_Context.DrawPosY, 14);
-    EXPECT_EQ(GUI_Context.LBorder, 15);
+    EXPECT_EQ(std::tuple(now.TextMode, now.TextAlign, now.DispPosY, now.DrawPosY, now.LBorder),
+              std::tuple(GUI_TM_REV, GUI_TA_RIGHT | GUI_TA_BOTTOM, 12, 14, 15));
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 #include "tests/gui/panel.h"
 #include "tests/support/stdout_capture.h"
 
+#include <climits>
+
 namespace {
 
 TEST(Driver, SaysWhichPixelLiesBehindTheEndAndLeavesTheMemory) {
@@ -12,11 +14,9 @@ TEST(Driver, SaysWhichPixelLiesBehindTheEndAndLeavesTheMemory) {
             LCD_DriverXorPixel(x, y);
         });
     };
-    for (const char* place : {"x=0 y=64", "x=128 y=63", "x=-8 y=65", "x=0 y=2147483647"}) {
-        int x = 0;
-        int y = 0;
-        std::sscanf(place, "x=%d y=%d", &x, &y);
-        const std::string tail = std::string(" ") + place + " is out of limit\n";
+    for (const auto& [x, y] : {std::pair{0, 64}, {128, 63}, {-8, 65}, {0, INT_MAX}}) {
+        const std::string tail =
+            " x=" + std::to_string(x) + " y=" + std::to_string(y) + " is out of limit\n";
         EXPECT_EQ(complaints(x, y), "Set" + tail + "Get" + tail + "Get" + tail + "Set" + tail);
     }
     EXPECT_EQ(complaints(-1, 0) + complaints(0, -1) + complaints(-2147483647, 5), "");
@@ -33,6 +33,7 @@ void drawEverything() {
     GUI_InvertRect(3, 3, 40, 20);
     LCD_DrawLine(-9, -9, 200, 90);
     LCD_DrawLine(5, -9, 5, 90);
+    LCD_DrawLine(0, INT_MAX - 2, 3, INT_MAX); // a step further is no coordinate
     GUI_SetFont(&GUI_FontProp19);
     GUI_DispStringAt("09:05:03", -4, -4);
 }

@@ -1,31 +1,26 @@
-#include "gui/fonts/glyph_pairs.h"
 #include "gui/fonts/glyph_sheet.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-TEST(GlyphSheet, MistakesAreFoundInTheirLine) {
+TEST(GlyphSheet, TheFirstWrongLineIsFound) {
     const struct {
         const char* text;
-        SheetMistake mistake;
-        std::size_t line;
-    } cases[] = {{"@ 41 A\n..\n##", SheetMistake::None, 4},
-                 {"@ 41 A\n..\n###\n", SheetMistake::RowWidth, 3},
-                 {"@ 41 A\n..\n@ 42 B\n", SheetMistake::RowCount, 3},
-                 {"@ 41 A\n..\n..\n..\n", SheetMistake::RowCount, 4},
-                 {"@ 41 A\n..\n.x\n", SheetMistake::UnknownLine, 3},
-                 {"@ 10041 A\n", SheetMistake::BadCode, 1},
-                 {"@ 41 A\n..\n..\n@ 41 A\n", SheetMistake::CodeOrder, 4},
-                 {"\n\n", SheetMistake::NoGlyph, 3}};
-    for (const auto& c : cases) {
-        const SheetSize size = measureSheet(c.text, 2, 2);
-        EXPECT_EQ(size.mistake, c.mistake) << c.text;
-        EXPECT_EQ(size.line, c.line) << c.text;
+        std::size_t wrongLine;
+    } cases[] = {{"@ 41 A\n..\n##\n\n@ 42 B\n..\n##", 0},
+                 {"@ 41 A\n..\n###\n", 3},        // too wide
+                 {"@ 41 A\n..\n.x\n", 3},         // neither paper nor ink
+                 {"@ 41 A\n..\n@ 42 B\n", 3},     // a row is missing
+                 {"@ 41 A\n..\n\n..\n", 3},       // an empty one
+                 {"@ 41 A\n..\n", 3},             // the last one is missing
+                 {"@ 41 A\n..\n..\n..\n", 4},     // one too many
+                 {"@ 10041 A\n", 1},              // no code of four digits
+                 {"@ 41 A\n..\n..\n@ 41 A\n", 4}, // not ascending
+                 {"\n\n", 3}};                    // no glyph
+    for (const auto& [text, wrongLine] : cases) {
+        EXPECT_EQ(measureSheet(text, 2, 2).wrongLine, wrongLine) << text;
     }
-    EXPECT_EQ(parseGlyphPairs<2>("# remark\n90 1 -\n91 - 2 label\n", 0x90, 3).mistakeLine, 0U);
-    EXPECT_EQ(parseGlyphPairs<2>("90 1 -\n92 1 -\n", 0x90, 3).mistakeLine, 2U);
-    EXPECT_EQ(parseGlyphPairs<2>("90 1 -\n91 3 -\n", 0x90, 3).mistakeLine, 2U);
 }
 
 } // namespace

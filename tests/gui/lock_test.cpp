@@ -1,14 +1,10 @@
 #include "tests/gui/panel.h"
 
 #include <latch>
+#include <semaphore>
 #include <thread>
 
 namespace {
-
-template <typename Action>
-void inNewThread(Action action) {
-    std::thread(action).join();
-}
 
 TEST(Lock, CountsNestedCallsAndSwitchesAtTheOutermostOnly) {
     Panel panel;
@@ -25,42 +21,57 @@ TEST(Lock, CountsNestedCallsAndSwitchesAtTheOutermostOnly) {
     EXPECT_EQ(GUI_LockOwner, pthread_self()); // not cleared
 }
 
+const std::vector<GUI_Font> fonts(400);
+
+// Marks fields from all over the context with a number; returns the number they bore before.
+std::int16_t mark(int number) {
+    GUI_Lock();
+    const auto next = static_cast<std::int16_t>(number);
+    const std::int16_t previous = GUI_Context.ClipRect.x0;
+    EXPECT_EQ(GUI_Context.pFont, previous == 0 ? &GUI_Font6x8 : fonts.data() + previous);
+    EXPECT_EQ(GUI_Context.TextMode, previous);
+    EXPECT_EQ(GUI_Context.TextAlign, previous);
+    EXPECT_EQ(GUI_Context.BkColor, static_cast<std::uint32_t>(previous));
+    GUI_Context.ClipRect.x0 = next;
+    GUI_SetFont(fonts.data() + number);
+    GUI_SetTextMode(next);
+    GUI_SetTextAlign(next);
+    LCD_SetBkColor(static_cast<std::uint32_t>(number));
+    GUI_Unlock();
+    return previous;
+}
+
 // The threads live at the same time, so that their ids differ; they take turns.
 TEST(Lock, FourThreadsHaveContextsOfTheirOwnAndTheFifthSharesTheFirst) {
     Panel panel;
-    GUI_SetTextMode(100); // this thread has slot 0
+    mark(100); // this thread has slot 0
     std::vector<std::thread> threads;
-    std::vector<std::int16_t> before(4);
-    std::vector<std::int16_t> after(4);
-    std::atomic<int> turn{0};
+    std::vector<std::int16_t> seen;
+    std::binary_semaphore go[4] = {std::binary_semaphore(0), std::binary_semaphore(0),
+                                   std::binary_semaphore(0), std::binary_semaphore(0)};
+    std::binary_semaphore done(0);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&, i] {
-            const auto index = static_cast<std::size_t>(i);
-            const auto wait = [&](int own) {
-                for (int now = turn; now != own; now = turn) {
-                    turn.wait(now);
-                }
-            };
-            const auto pass = [&] {
-                ++turn;
-                turn.notify_all();
-            };
-            wait(i);
-            before[index] = GUI_SetTextMode(static_cast<std::int16_t>(200 + i));
-            pass();
-            wait(4 + i);
-            after[index] = GUI_SetTextMode(static_cast<std::int16_t>(300 + i));
-            pass();
+            for (const int step : {200, 300}) {
+                go[i].acquire();
+                seen.push_back(mark(step + i));
+                done.release();
+            }
         });
+    }
+    for (int step = 0; step < 2; ++step) {
+        for (std::binary_semaphore& turn : go) {
+            turn.release();
+            done.acquire();
+        }
     }
     for (std::thread& thread : threads) {
         thread.join();
     }
     // A slot begins with what the first context was at the last GUI_Init; the fourth new thread
     // works in slot 0 and sees what this one has set.
-    EXPECT_EQ(before, (std::vector<std::int16_t>{0, 0, 0, 100}));
-    EXPECT_EQ(after, (std::vector<std::int16_t>{200, 201, 202, 203}));
-    EXPECT_EQ(GUI_SetTextMode(0), 303);
+    EXPECT_EQ(seen, (std::vector<std::int16_t>{0, 0, 0, 100, 200, 201, 202, 203}));
+    EXPECT_EQ(mark(1), 303);
 }
 
 TEST(Lock, SixThreadsDrawWithoutDisturbingEachOther) {

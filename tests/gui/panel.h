@@ -61,34 +61,18 @@ class PanelModel {
 
     std::vector<std::uint8_t> bytes;
 
-    void write(int x, int y, int index) {
-        std::uint8_t* const byte = byteOf(x, y);
-        if (byte != nullptr) {
-            const unsigned bit = 1U << (x % 8);
-            *byte = static_cast<std::uint8_t>(index != 0 ? *byte | bit : *byte & ~bit);
-        }
-    }
-    void invert(int x, int y) {
-        std::uint8_t* const byte = byteOf(x, y);
-        if (byte != nullptr) {
-            const int present = (*byte >> (x % 8)) & 1;
-            write(x, y, (1 << LCD_BITSPERPIXEL) - 1 - present);
-        }
-    }
     // What drawing in the foreground does to a pixel inside the clip rectangle.
     void draw(int x, int y, int index = GUI_Context.aColorIndex[1]) {
-        if (!isInClip(x, y)) {
+        const GUI_RECT& clip = GUI_Context.ClipRect;
+        std::uint8_t* const byte = byteOf(x, y);
+        if (byte == nullptr || x < clip.x0 || x > clip.x1 || y < clip.y0 || y > clip.y1) {
             return;
         }
+        const unsigned bit = 1U << (x % 8);
         if ((GUI_Context.DrawMode & GUI_DM_XOR) != 0) {
-            invert(x, y);
-        } else {
-            write(x, y, index);
+            index = (1 << LCD_BITSPERPIXEL) - 1 - ((*byte & bit) != 0 ? 1 : 0);
         }
-    }
-    static bool isInClip(int x, int y) {
-        const GUI_RECT& clip = GUI_Context.ClipRect;
-        return x >= clip.x0 && x <= clip.x1 && y >= clip.y0 && y <= clip.y1;
+        *byte = static_cast<std::uint8_t>(index != 0 ? *byte | bit : *byte & ~bit);
     }
 
   private:

@@ -10,10 +10,13 @@ int madeUpDistX(std::uint16_t code) {
     return code > 0xFF ? 5 : code == '.' ? 0 : 2;
 }
 
+std::string cursor() {
+    return std::to_string(GUI_Context.DispPosX) + ',' + std::to_string(GUI_Context.DispPosY);
+}
+
 void drawMadeUp(std::uint16_t code) {
     const std::string name = code > 0xFF ? "wide" : std::string(1, static_cast<char>(code));
-    drawn += name + '@' + std::to_string(GUI_Context.DispPosX) + ',' +
-             std::to_string(GUI_Context.DispPosY) + ' ';
+    drawn += name + '@' + cursor() + ' ';
     GUI_Context.DispPosX = static_cast<std::int16_t>(GUI_Context.DispPosX + madeUpDistX(code));
 }
 
@@ -29,9 +32,8 @@ struct Layout {
     const GUI_Font* font;
     int align;
     std::string text;
-    int x, y;
-    std::string drawn;
-    int cursorX, cursorY;
+    std::int16_t x, y;
+    std::string drawn; // the characters and, behind a bar, where the cursor is left
 };
 
 TEST(Text, LayoutTable) {
@@ -39,51 +41,42 @@ TEST(Text, LayoutTable) {
     constexpr int center = GUI_TA_HCENTER;
     const GUI_Font* const one = &singleFont;
     const GUI_Font* const two = &doubleFont;
+    const std::string cut("a\xB0\0\nb", 5);
     // The left border is at 3.
-    for (const Layout& c : {
-             Layout{"left", one, 0, "ab", 10, 20, "a@10,20 b@12,20 ", 14, 20},
-             {"right", one, right, "ab", 10, 20, "a@6,20 b@8,20 ", 10, 20},
-             {"centre, odd half cut", two, center, "a\xB0\xA1", 10, 20, "a@7,20 wide@9,20 ", 14,
-              20},
-             {"right and centre cancel out", one, right | center, "ab", 10, 20, "a@10,20 b@12,20 ",
-              14, 20},
-             {"second line at the left border", one, 0, "a\nbc", 20, 10, "a@20,10 b@3,16 c@5,16 ",
-              7, 16},
-             {"both lines right", one, right, "a\nbc", 20, 10, "a@18,10 b@16,16 c@18,16 ", 20, 16},
-             {"both lines centred", two, center, "a\nbc", 20, 10, "a@19,10 b@18,16 c@20,16 ", 22,
-              16},
-             {"empty line, and a feed at the end", one, 0, "a\n\nb\n", 20, 10, "a@20,10 b@3,22 ", 3,
-              28},
-             {"carriage return is a character to one-byte fonts", one, 0, "a\rb", 10, 20,
-              "a@10,20 \r@12,20 b@14,20 ", 16, 20},
-             {"carriage return is measured but not drawn by two-byte fonts", two, 0, "a\rb", 10, 20,
-              "a@10,20 b@12,20 ", 16, 20},
-             {"bottom", one, GUI_TA_BOTTOM, "a", 10, 20, "a@10,17 ", 12, 20},
-             {"vertical centre", one, GUI_TA_VCENTER, "a\nb", 10, 20, "a@10,18 b@3,24 ", 5, 26},
-             {"8 is vertical centre too", two, 8, "a", 10, 20, "a@10,18 ", 12, 20},
-             {"two-byte codes in a one-byte font", one, 0, "\xB0", 10, 20, "\xB0@10,20 ", 12, 20},
-             {"cut two-byte character", two, 0, "a\xB0", 10, 20, "a@10,20 ", 12, 20},
-             {"lead byte takes a line feed along", two, 0, "\xB0\nb", 10, 20, "wide@10,20 b@15,20 ",
-              17, 20},
-             {"above the clip rectangle", one, 0, "ab", 10, -6, "", 14, -6},
-             {"its last row inside", one, 0, "ab", 10, -5, "a@10,-5 b@12,-5 ", 14, -5},
-             {"left of it", one, 0, "ab", -4, 20, "", 0, 20},
-             {"one column inside", one, 0, "ab", -3, 20, "a@-3,20 b@-1,20 ", 1, 20},
-             {"right of it", two, 0, "ab", 128, 20, "", 132, 20},
-             {"one column and one row inside", one, 0, "ab", 127, 63, "a@127,63 b@129,63 ", 131,
-              63},
-             {"below it", two, 0, "a\nb", 10, 58, "a@10,58 ", 5, 64},
-         }) {
+    const Layout cases[] = {
+        {"left", one, 0, "ab", 10, 20, "a@10,20 b@12,20 | 14,20"},
+        {"right", one, right, "ab", 10, 20, "a@6,20 b@8,20 | 10,20"},
+        {"centre, half cut", two, center, "a\xB0\xA1", 10, 20, "a@7,20 wide@9,20 | 14,20"},
+        {"right and centre", one, right | center, "ab", 10, 20, "a@10,20 b@12,20 | 14,20"},
+        {"line at border", one, 0, "a\nbc", 20, 10, "a@20,10 b@3,16 c@5,16 | 7,16"},
+        {"lines right", one, right, "a\nbc", 20, 10, "a@18,10 b@16,16 c@18,16 | 20,16"},
+        {"lines centred", two, center, "a\nbc", 20, 10, "a@19,10 b@18,16 c@20,16 | 22,16"},
+        {"empty line, feed at end", one, 0, "a\n\nb\n", 20, 10, "a@20,10 b@3,22 | 3,28"},
+        {"return drawn", one, 0, "a\rb", 10, 20, "a@10,20 \r@12,20 b@14,20 | 16,20"},
+        {"return not drawn", two, 0, "a\rb", 10, 20, "a@10,20 b@12,20 | 16,20"},
+        {"bottom", one, GUI_TA_BOTTOM, "a", 10, 20, "a@10,17 | 12,20"},
+        {"vertical centre", one, GUI_TA_VCENTER, "a\nb", 10, 20, "a@10,18 b@3,24 | 5,26"},
+        {"8 is vertical centre too", two, 8, "a", 10, 20, "a@10,18 | 12,20"},
+        {"high byte", one, 0, "\xB0", 10, 20, "\xB0@10,20 | 12,20"},
+        {"cut character", two, 0, cut, 10, 20, "a@10,20 | 12,20"},
+        {"lead takes feed", two, 0, "\xB0\nb", 10, 20, "wide@10,20 b@15,20 | 17,20"},
+        {"above the clip rectangle", one, 0, "ab", 10, -6, "| 14,-6"},
+        {"its last row inside", one, 0, "ab", 10, -5, "a@10,-5 b@12,-5 | 14,-5"},
+        {"left of it", one, 0, "ab", -4, 20, "| 0,20"},
+        {"one column inside", one, 0, "ab", -3, 20, "a@-3,20 b@-1,20 | 1,20"},
+        {"right of it", two, 0, "ab", 128, 20, "| 132,20"},
+        {"last column and row", one, 0, "ab", 127, 63, "a@127,63 b@129,63 | 131,63"},
+        {"past 16 bits", one, 0, std::string(16400, 'a'), 10, 20, "| -32726,20"},
+        {"below it", two, 0, "a\nb", 10, 58, "a@10,58 | 5,64"},
+    };
+    for (const Layout& c : cases) {
         Panel panel;
         GUI_Context.LBorder = 3;
         GUI_SetFont(c.font);
         GUI_SetTextAlign(static_cast<std::int16_t>(c.align));
         drawn.clear();
-        GUI_DispStringAt(c.text.c_str(), static_cast<std::int16_t>(c.x),
-                         static_cast<std::int16_t>(c.y));
-        EXPECT_EQ(drawn, c.drawn) << c.name;
-        EXPECT_EQ(GUI_Context.DispPosX, c.cursorX) << c.name;
-        EXPECT_EQ(GUI_Context.DispPosY, c.cursorY) << c.name;
+        GUI_DispStringAt(c.text.c_str(), c.x, c.y);
+        EXPECT_EQ(drawn + "| " + cursor(), c.drawn) << c.name;
         EXPECT_EQ(GUI_Context.TextAlign, c.align & 12) << c.name;
     }
 }
@@ -91,9 +84,10 @@ TEST(Text, LayoutTable) {
 TEST(Text, HCenterHoldsForOneStringAndLeavesTheAlignment) {
     Panel panel;
     GUI_SetFont(&GUI_FontMono10x19);
-    for (const int align : {0, +GUI_TA_BOTTOM, +GUI_TA_RIGHT}) {
-        const auto before = static_cast<std::int16_t>(align);
-        GUI_SetTextAlign(before);
+    GUI_SetFont(nullptr); // changes nothing
+    for (const std::int16_t align : {GUI_TA_LEFT, GUI_TA_BOTTOM, GUI_TA_RIGHT}) {
+        GUI_Context.TextAlign &= GUI_TA_LEFT;
+        GUI_Context.TextAlign |= align;
         GUI_DispStringHCenterAt("AB", 64, 20);
         // Centred from 54 on; with right alignment the two cancel out and it starts at 64.
         EXPECT_EQ(GUI_Context.DispPosX, align == GUI_TA_RIGHT ? 84 : 74);
@@ -120,33 +114,32 @@ TEST(Text, NumbersSingleCharactersAndLineSteps) {
     GUI_pfDispCharStyle = nullptr;
     EXPECT_EQ(drawn, "-@10,20 0@12,20 5@14,20 a@10,20 b@7,26 ");
     EXPECT_EQ(styled, "-05ab");
-    EXPECT_EQ(GUI_Context.DispPosX, 7);
-    EXPECT_EQ(GUI_Context.DispPosY, 32);
+    EXPECT_EQ(cursor(), "7,32");
 }
 
 // ---- Decimal numbers ---------------------------------------------------------------------------
 
 TEST(Text, DecimalTable) {
-    struct Case {
+    const struct {
         std::int32_t value;
         std::uint8_t length, shift;
         const char* expected;
-    };
+    } cases[] = {{314, 4, 2, "3.14"},
+                 {-7, 3, 0, "-07"},
+                 {5, 2, 0, "05"},
+                 {123, 2, 0, "99"},
+                 {-123, 3, 0, "-99"},
+                 {7, 0, 0, ""},
+                 {-7, 1, 0, "-"},
+                 {1000000000, 9, 0, "999999999"},
+                 {INT32_MAX, 9, 0, "999999999"},
+                 {INT32_MIN, 10, 0, "-999999999"},
+                 {INT32_MIN, 3, 1, "-.9"},
+                 {-314, 11, 2, "-0000003.14"},
+                 {42, 3, 9, "42"},
+                 {42, 200, 0, "000000042"}};
     GUI_DecChar = '.';
-    for (const Case& c : {Case{314, 4, 2, "3.14"},
-                          {-7, 3, 0, "-07"},
-                          {5, 2, 0, "05"},
-                          {123, 2, 0, "99"},
-                          {-123, 3, 0, "-99"},
-                          {7, 0, 0, ""},
-                          {-7, 1, 0, "-"},
-                          {1000000000, 9, 0, "999999999"},
-                          {2147483647, 9, 0, "999999999"},
-                          {-2147483647 - 1, 10, 0, "-999999999"},
-                          {-2147483647 - 1, 3, 1, "-.9"},
-                          {-314, 11, 2, "-0000003.14"},
-                          {42, 3, 9, "42"},
-                          {42, 200, 0, "000000042"}}) {
+    for (const auto& c : cases) {
         char text[16] = "###############";
         char* end = text;
         GUI_AddDec(c.value, c.length, c.shift, &end);

@@ -35,6 +35,12 @@ std::optional<std::string> readFile(const fs::path& path) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
+testing::AssertionResult update(const fs::path& goldenFile, const std::string& text) {
+    if (!writeFile(goldenFile, text))
+        return testing::AssertionFailure() << "cannot write " << goldenFile.string();
+    return testing::AssertionSuccess();
+}
+
 testing::AssertionResult compare(const picture::Bitmap& actual, const picture::Bitmap& expected) {
     const auto pixel = picture::firstDifference(expected, actual);
     if (!pixel)
@@ -54,11 +60,8 @@ testing::AssertionResult matches(const picture::Bitmap& actual, const std::strin
     const fs::path goldenFile = goldenFolder / (name + ".txt");
     const fs::path actualFile = diffFolder / (name + ".actual.txt");
     const fs::path diffFile = diffFolder / (name + ".diff.txt");
-    if (updateWanted()) {
-        if (!writeFile(goldenFile, picture::toText(actual)))
-            return testing::AssertionFailure() << "cannot write " << goldenFile.string();
-        return testing::AssertionSuccess();
-    }
+    if (updateWanted())
+        return update(goldenFile, picture::toText(actual));
 
     const std::optional<std::string> text = readFile(goldenFile);
     if (!text) {
@@ -84,6 +87,18 @@ testing::AssertionResult matches(const picture::Bitmap& actual, const std::strin
     fs::remove(actualFile, ignored);
     fs::remove(diffFile, ignored);
     return result;
+}
+
+testing::AssertionResult matchesList(const std::string& actual, const std::string& name) {
+    const fs::path goldenFile = goldenFolder / (name + ".txt");
+    const fs::path actualFile = diffFolder / (name + ".actual.txt");
+    if (updateWanted())
+        return update(goldenFile, actual);
+    if (readFile(goldenFile) == actual)
+        return testing::AssertionSuccess();
+    writeFile(actualFile, actual);
+    return testing::AssertionFailure()
+           << "another text than " << goldenFile.string() << ": " << actualFile.string();
 }
 
 testing::AssertionResult matchesText(const picture::Bitmap& actual, const std::string& expected) {

@@ -17,6 +17,9 @@ namespace golden {
 // Use it as EXPECT_TRUE(golden::matches(picture, "64/clock")).
 testing::AssertionResult matches(const picture::Bitmap& actual, const std::string& name);
 
+// The same for a text, which is compared as it stands.
+testing::AssertionResult matchesList(const std::string& actual, const std::string& name);
+
 // The same for a small picture written into the test as rows of '#' and '.'. A line feed
 // before the first row is skipped, so that a raw string can begin on a line of its own.
 testing::AssertionResult matchesText(const picture::Bitmap& actual, const std::string& expected);
