@@ -132,7 +132,7 @@ class DialogueTest : public GatewayTest {
         ModemStatus status{};
         gateway.clearTranscript();
         const OpenPort port;
-        queryModemStatus(kind, port.fd, status);
+        queryModemStatus(kind, port.fd, &status);
         return status;
     }
 

@@ -67,7 +67,7 @@ TEST(Transaction, ResultOfEachSequenceOfChunks) {
 
 ModemStatus query(std::uint8_t kind, int fd) {
     ModemStatus status{};
-    queryModemStatus(kind, fd, status);
+    queryModemStatus(kind, fd, &status);
     return status;
 }
 
