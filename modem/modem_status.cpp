@@ -16,6 +16,25 @@ namespace {
 constexpr int csqNotMeasurable = 99;
 constexpr timeval pauseBehindData{0, 50000};
 
+// Bars for the first number of +CSQ; 0 for 99, -1 and every value that has no bars.
+std::int32_t signalLevelOf(std::int32_t csq) {
+    struct Step {
+        std::int32_t highest; // csq, inclusive
+        std::int32_t level;
+    };
+    // +CSQ stops at 31, yet 32 still counts as full strength.
+    constexpr Step steps[] = {{9, 1}, {17, 2}, {24, 3}, {32, 4}};
+    if (csq < 0 || csq == csqNotMeasurable) {
+        return 0;
+    }
+    for (const Step& step : steps) {
+        if (csq <= step.highest) {
+            return step.level;
+        }
+    }
+    return 0;
+}
+
 // --- Kind 2: one command at a time ------------------------------------------
 
 // Collects the answer to a command that has just been written. The time-out record
@@ -157,24 +176,6 @@ void queryCombined(int fd, ModemStatus& status) {
 }
 
 } // namespace
-
-std::int32_t signalLevelOf(std::int32_t csq) {
-    struct Step {
-        std::int32_t highest; // csq, inclusive
-        std::int32_t level;
-    };
-    // +CSQ stops at 31, yet 32 still counts as full strength.
-    constexpr Step steps[] = {{9, 1}, {17, 2}, {24, 3}, {32, 4}};
-    if (csq < 0 || csq == csqNotMeasurable) {
-        return 0;
-    }
-    for (const Step& step : steps) {
-        if (csq <= step.highest) {
-            return step.level;
-        }
-    }
-    return 0;
-}
 
 void parseCombinedReply(const char* text, ModemStatus* status) {
     if (text == nullptr || status == nullptr) {

@@ -27,9 +27,6 @@ enum ModelKind : std::uint8_t {
     modelStepwise = 2, // one command at a time
 };
 
-// Bars for the first number of +CSQ; 0 for 99, -1 and every value that has no bars.
-std::int32_t signalLevelOf(std::int32_t csq);
-
 // Fills SIM, registration and signal of `status` from a combined answer; does nothing
 // when either is null. Without a "+CSQ:" the signal reads 0 with one bar.
 void parseCombinedReply(const char* text, ModemStatus* status);
