@@ -28,19 +28,27 @@ struct OpenFile {
 OpenFile openFile{};
 bool hasComplained = false;
 
+// In the manner of libxml2's own complaints. Nothing when somebody else listens to those.
+void complain(const char* kind, const char* reason) {
+    if (xmlStructuredError == nullptr) {
+        xmlGenericError(xmlGenericErrorContext, "%s : %s\n", kind, reason);
+    }
+}
+
 void* openRegularFile(const char* path) {
     openFile.fd = openConfigFile(path);
     openFile.taken = 0;
     if (openFile.fd == -1) {
-        // In the words of libxml2's own opening, unless somebody else listens.
-        if (xmlStructuredError == nullptr) {
-            char reason[64];
-            xmlGenericError(xmlGenericErrorContext, "I/O error : %s\n",
-                            strerror_r(errno, reason, sizeof reason));
-        }
+        char reason[64];
+        complain("I/O error", strerror_r(errno, reason, sizeof reason));
         return nullptr;
     }
     return &openFile;
+}
+
+void refuse(xmlParserCtxt& parser, const char* reason) {
+    complain("refused", reason);
+    parser.wellFormed = 0;
 }
 
 // Reads the next piece. Behind the first fault there is nothing to learn, so that a document full
@@ -52,9 +60,12 @@ int readPiece(void* /*file*/, char* piece, int size) {
     }
     const ssize_t count = read(openFile.fd, piece, static_cast<std::size_t>(size));
     openFile.taken += count > 0 ? static_cast<std::size_t>(count) : 0;
-    if (openFile.taken > largestFile || parser.maxatts > largestTable ||
-        parser.nsMax > largestTable) {
-        parser.wellFormed = 0;
+    if (openFile.taken > largestFile) {
+        refuse(parser, "longer than a configuration file may be");
+        return 0;
+    }
+    if (parser.maxatts > largestTable || parser.nsMax > largestTable) {
+        refuse(parser, "hundreds of attributes or namespaces");
         return 0;
     }
     return static_cast<int>(count);
@@ -69,7 +80,7 @@ void refuseInternalSubset(void* self, const xmlChar* name, const xmlChar* public
                           const xmlChar* systemId) {
     auto* parser = static_cast<xmlParserCtxt*>(self);
     if (*parser->input->cur == '[') {
-        parser->wellFormed = 0;
+        refuse(*parser, "declarations within the document type");
         xmlStopParser(parser);
         return;
     }
