@@ -1,13 +1,9 @@
 #pragma once
 
 // The serial settings of the configured channels, by channel number.
-//
-// Storage is fixed: 256 slots and a presence bit each, so nothing is allocated.
-// Main thread only. Prints nothing.
 
-#include <array>
-#include <bitset>
 #include <cstdint>
+#include <map>
 
 // Serial settings of one channel, as the channel template gives them. A setting whose
 // attribute is absent is 0.
@@ -20,23 +16,5 @@ struct [[gnu::packed]] ChannelConfig {
 };
 static_assert(sizeof(ChannelConfig) == 8);
 
-// Ordered map from channel number to its settings, one record per number.
-class ChannelMap {
-  public:
-    bool empty() const { return present_.none(); }
-    void clear() { present_.reset(); }
-
-    // Stores `config` under its number, in place of an earlier record.
-    void store(const ChannelConfig& config);
-
-    // The record of channel `number`, or null. Valid until the map changes.
-    const ChannelConfig* find(std::uint32_t number) const;
-
-    // The smallest channel number, or `none` when the map is empty.
-    std::uint8_t smallest(std::uint8_t none) const;
-
-  private:
-    static constexpr std::size_t numbers = 256;
-    std::array<ChannelConfig, numbers> records_{};
-    std::bitset<numbers> present_;
-};
+// One record per number, under its `No`.
+using ChannelMap = std::map<std::uint8_t, ChannelConfig>;

@@ -1,10 +1,12 @@
 // Reader of the channel template: the serial settings of the configured channels.
 
+#include "base/decimal.h"
 #include "device/device_info.h"
 #include "device/xml_config.h"
-#include "modem/decimal.h"
 
+#include <cstdio>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -44,7 +46,7 @@ void readChannel(const xmlNode* channel, ChannelMap& channels) {
             applySetting(config, mode, name, text);
         });
         if (mode == shownMode) {
-            channels.store(config);
+            channels[config.No] = config;
         }
     });
 }
@@ -62,8 +64,15 @@ int DeviceInfo::readChannelTemplate() {
     if (document.root() == nullptr) {
         return -1;
     }
-    forEachElement(document.root(), "Channel",
-                   [this](const xmlNode* channel) { readChannel(channel, channels_); });
+    try {
+        forEachElement(document.root(), "Channel",
+                       [this](const xmlNode* channel) { readChannel(channel, channels_); });
+    } catch (const std::bad_alloc&) {
+        // As when libxml2 finds no memory for the document.
+        channels_.clear();
+        std::printf("%s Document not parsed successfully.\n", channelTemplatePath);
+        return -1;
+    }
     channelStamp_ = file.modified;
     return 0;
 }

@@ -1,10 +1,12 @@
 #include "device/device_info.h"
 
 #include "device/file_descriptor.h"
+#include "modem/dialogue_limit.h"
 #include "modem/serial_port.h"
 
 #include <cstdio>
 #include <fcntl.h>
+#include <limits>
 #include <linux/fb.h>
 #include <memory>
 #include <sys/ioctl.h>
@@ -66,16 +68,18 @@ const char* DeviceInfo::seriesNumber() {
 
 std::uint8_t DeviceInfo::firstChannel() {
     readChannelTemplate();
-    return channels_.smallest(noChannel);
+    return channels_.empty() ? noChannel : channels_.begin()->first;
 }
 
 int DeviceInfo::findChannel(std::uint32_t number, const ChannelConfig** config) {
     readChannelTemplate();
-    const ChannelConfig* found = channels_.find(number);
-    if (found == nullptr) {
+    constexpr std::uint32_t highest = std::numeric_limits<ChannelMap::key_type>::max();
+    const auto found =
+        number > highest ? channels_.end() : channels_.find(static_cast<std::uint8_t>(number));
+    if (found == channels_.end()) {
         return -1;
     }
-    *config = found;
+    *config = &found->second;
     return 0;
 }
 
@@ -102,18 +106,19 @@ int DeviceInfo::getPppAddr(const InterfaceAddress** pair) {
     return 0;
 }
 
-int DeviceInfo::getModemStatus(const ModemStatus** status) {
-    refreshModemStatus();
-    *status = &modemStatus_;
-    return 0;
-}
-
 void DeviceInfo::refreshModemStatus() {
+    const DialogueLimit limit(DialogueLimit::usualSeconds);
     modemStatus_ = ModemStatus{};
     const int fd = openModemPort(modemPortPath);
     if (fd == -1) {
         return;
     }
-    queryModemStatus(modelKind_, fd, modemStatus_);
+    queryModemStatus(modelKind_, fd, &modemStatus_);
     closeModemPort(fd);
+}
+
+int DeviceInfo::getModemStatus(const ModemStatus** status) {
+    refreshModemStatus();
+    *status = &modemStatus_;
+    return 0;
 }

@@ -53,8 +53,10 @@ class DeviceInfo {
     // Cellular link: ppp0. Always 0.
     int getPppAddr(const InterfaceAddress** pair);
 
-    // Queries the modem and hands out the record, whatever it says. Blocks for up to
-    // about 4.5 s. Always 0.
+    // Queries the modem anew into the record, which reads 0 when the port cannot be opened.
+    // Blocks for up to about 4.5 s; a line that takes no output is given up after 10 s.
+    void refreshModemStatus();
+    // The same, and hands out the record, whatever it says. Always 0.
     int getModemStatus(const ModemStatus** status);
 
     // As last stored, without a look at the file.
@@ -64,7 +66,8 @@ class DeviceInfo {
     const ChannelMap& channels() const { return channels_; }
 
     // Readers: 0 when read or unchanged, -1 after a failure, whose message is printed.
-    // A failed reading leaves fields and stamp as they were (the channel map: empty).
+    // A failed reading leaves fields and stamp as they were; the channel map, which keeps its
+    // channels only while the file has no status, is empty after any other failure.
     int readChannelTemplate();
     int readSysConfig();
     int readSnConfig();
@@ -73,7 +76,6 @@ class DeviceInfo {
   private:
     DeviceInfo();
     int probeDisplay();
-    void refreshModemStatus();
 
     InterfaceAddress port1Addr_{};
     InterfaceAddress port2Addr_{};

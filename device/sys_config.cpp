@@ -1,8 +1,8 @@
 // Reader of sys.xml: gateway address and cascade setting.
 
+#include "base/decimal.h"
 #include "device/device_info.h"
 #include "device/xml_config.h"
-#include "modem/decimal.h"
 
 #include <cstdio>
 #include <cstring>

@@ -18,9 +18,13 @@ int DeviceInfo::readVersion() {
         std::printf("%s is not exist\n", versionPath);
         return -1;
     }
-    // Opening a FIFO would wait for a writer and stop the panel.
-    std::FILE* stream = file.regular ? std::fopen(versionPath, "r") : nullptr;
+    const int fd = file.regular ? openConfigFile(versionPath) : -1;
+    if (fd == -1) {
+        return -1;
+    }
+    std::FILE* stream = fdopen(fd, "r");
     if (stream == nullptr) {
+        close(fd);
         return -1;
     }
     std::memset(version_, 0, sizeof version_);

@@ -4,7 +4,8 @@
 //
 // A document is parsed, checked and freed within one reading. Walks look at
 // element nodes only. Main thread only. Each failure prints one line on standard
-// output; libxml2's own complaints stay on standard error.
+// output; of libxml2's own complaints the first of a reading goes to standard error.
+// libxml2 opens and reads files as this source lets it, in the whole process.
 
 #include "device/config_file.h"
 
@@ -13,7 +14,9 @@
 // A parsed document whose root element has the expected name.
 class XmlDocument {
   public:
-    // Parses `path` as UTF-8. A file that is not regular or over 1 MiB counts as not parsed.
+    // Parses `path` as UTF-8. A file counts as not parsed, too, when it is not regular, over 256
+    // KiB or packed, when its document type declaration has an internal subset, or when one element
+    // has several hundred attributes or namespaces.
     XmlDocument(const char* path, const FileCheck& file, const char* rootName);
     ~XmlDocument();
     XmlDocument(const XmlDocument&) = delete;
@@ -42,8 +45,9 @@ void forEachElement(const xmlNode* parent, const char* name, Visit visit) {
 // The text of one attribute, freed at the end of its scope.
 class XmlAttributeText {
   public:
-    XmlAttributeText(const xmlNode* element, const xmlAttr* attribute)
-        : text_(xmlGetProp(element, attribute->name)) {}
+    // Looking an attribute up by its name would cost a walk over those before it.
+    explicit XmlAttributeText(const xmlAttr* attribute)
+        : text_(xmlNodeGetContent(reinterpret_cast<const xmlNode*>(attribute))) {}
     ~XmlAttributeText() {
         if (text_ != nullptr) {
             xmlFree(text_);
@@ -64,7 +68,7 @@ template <class Visit>
 void forEachAttribute(const xmlNode* element, Visit visit) {
     for (const xmlAttr* attribute = element->properties; attribute != nullptr;
          attribute = attribute->next) {
-        const XmlAttributeText text(element, attribute);
+        const XmlAttributeText text(attribute);
         if (text.get() != nullptr) {
             visit(reinterpret_cast<const char*>(attribute->name), text.get());
         }

@@ -1,6 +1,7 @@
 #include "modem/at_transaction.h"
 
-#include "modem/decimal.h"
+#include "base/decimal.h"
+#include "modem/dialogue_limit.h"
 
 #include <cstdio>
 #include <cstring>
@@ -13,6 +14,8 @@ namespace {
 constexpr int pollWait = 10000; // microseconds
 constexpr int markerPolls = 50;
 constexpr int valuePolls = 10;
+using ReplyBuffer = char[replyBufferSize];
+using Field = char[8];
 
 // One poll of the port ends in one of these ways.
 enum class PollResult {
@@ -22,7 +25,7 @@ enum class PollResult {
 };
 
 // Waits up to `waitMicroseconds` for one chunk and reads it into `chunk` as a C string.
-PollResult pollChunk(int fd, int waitMicroseconds, char (&chunk)[replyBufferSize]) {
+PollResult pollChunk(int fd, int waitMicroseconds, ReplyBuffer& chunk) {
     fd_set readable;
     FD_ZERO(&readable);
     FD_SET(fd, &readable);
@@ -43,18 +46,24 @@ bool contains(const char* text, const char* part) {
     return part != nullptr && std::strstr(text, part) != nullptr;
 }
 
-// Sends `command` and waits for a chunk with `prefix`. True when `chunk` holds it.
-bool queryChunk(int fd, const char* command, const char* prefix, char (&chunk)[replyBufferSize]) {
+struct Wait {
+    int polls;
+    int microseconds; // per poll
+};
+
+// Sends `command` and waits for a chunk with `markerA` or `markerB`. True when `chunk` holds it.
+bool awaitChunk(int fd, const char* command, const char* markerA, const char* markerB, Wait wait,
+                ReplyBuffer& chunk) {
     writeCommand(fd, command);
-    for (int poll = 0; poll < valuePolls; ++poll) {
-        const PollResult result = pollChunk(fd, pollWait, chunk);
+    for (int poll = 0; poll < wait.polls && !DialogueLimit::isReached(); ++poll) {
+        const PollResult result = pollChunk(fd, wait.microseconds, chunk);
         if (result == PollResult::Ended) {
             return false;
         }
         if (result == PollResult::Quiet) {
             continue;
         }
-        if (contains(chunk, prefix)) {
+        if (contains(chunk, markerA) || contains(chunk, markerB)) {
             return true;
         }
         if (contains(chunk, "ERROR")) {
@@ -64,85 +73,19 @@ bool queryChunk(int fd, const char* command, const char* prefix, char (&chunk)[r
     return false;
 }
 
-// Takes one field of a chunk by its scan format, which limits it to 7 characters.
-int scanField(const char* chunk, const char* format) {
-    char field[8] = {};
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::sscanf(chunk, format, field);
-#pragma GCC diagnostic pop
+// The number that `scan` finds in the chunk with `prefix`; noAnswer when none came.
+int queryNumber(int fd, const char* command, const char* prefix,
+                void (*scan)(const ReplyBuffer& chunk, Field& field)) {
+    ReplyBuffer chunk;
+    if (!awaitChunk(fd, command, prefix, nullptr, {valuePolls, pollWait}, chunk)) {
+        return noAnswer;
+    }
+    Field field = {};
+    scan(chunk, field);
     return parseDecimal(field);
 }
 
-} // namespace
-
-void writeCommand(int fd, const char* command) {
-    // A command that could not be written is answered by silence, which every
-    // caller bounds.
-    [[maybe_unused]] const ssize_t written = write(fd, command, std::strlen(command));
-    tcdrain(fd);
-    tcflush(fd, TCIOFLUSH);
-}
-
-int sendAtCommand(int fd, const char* command, const char* markerA, const char* markerB,
-                  int pollWaitMicroseconds) {
-    char chunk[replyBufferSize];
-    writeCommand(fd, command);
-    for (int poll = 0; poll < markerPolls; ++poll) {
-        const PollResult result = pollChunk(fd, pollWaitMicroseconds, chunk);
-        if (result == PollResult::Ended) {
-            return 0;
-        }
-        if (result == PollResult::Quiet) {
-            continue;
-        }
-        if (contains(chunk, markerA) || contains(chunk, markerB)) {
-            return 1;
-        }
-        if (contains(chunk, "ERROR")) {
-            return 0;
-        }
-    }
-    return 0;
-}
-
-int checkSimReady(int fd) {
-    return sendAtCommand(fd, "at+cpin?\r\n", "OK", nullptr, pollWait);
-}
-
-int checkRegistered(int fd) {
-    return sendAtCommand(fd, "at+creg?\r\n", "+CREG: 0,1", "+CREG: 0,5", pollWait);
-}
-
-int querySignalQuality(int fd) {
-    char chunk[replyBufferSize];
-    return queryChunk(fd, "at+csq\r\n", "+CSQ:", chunk) ? scanFirstNumber(chunk) : noAnswer;
-}
-
-int queryNetworkMode(int fd) {
-    char chunk[replyBufferSize];
-    return queryChunk(fd, "at+cnsmod?\r\n", "+CNSMOD:", chunk) ? scanNetworkMode(chunk) : noAnswer;
-}
-
-int querySysInfoMode(int fd) {
-    char chunk[replyBufferSize];
-    return queryChunk(fd, "AT^SYSINFO\r\n", "^SYSINFO:", chunk)
-               ? networkCodeOfSystemMode(scanSystemMode(chunk))
-               : noAnswer;
-}
-
-int scanFirstNumber(const char* chunk) {
-    return scanField(chunk, "%*[^:]:%7[^,]");
-}
-
-int scanNetworkMode(const char* chunk) {
-    return scanField(chunk, "%*[^:]:%*[^,],%7s");
-}
-
-int scanSystemMode(const char* chunk) {
-    return scanField(chunk, "%*[^,],%*[^,],%*[^,],%7[^,],%*s");
-}
-
+// Maps a ^SYSINFO system mode to the numbering of queryNetworkMode.
 int networkCodeOfSystemMode(int systemMode) {
     switch (systemMode) {
     case 3:
@@ -156,4 +99,53 @@ int networkCodeOfSystemMode(int systemMode) {
     default:
         return noAnswer;
     }
+}
+
+} // namespace
+
+void writeCommand(int fd, const char* command) {
+    if (DialogueLimit::isReached()) {
+        return;
+    }
+    // A command that could not be written is answered by silence, which every
+    // caller bounds.
+    [[maybe_unused]] const ssize_t written = write(fd, command, std::strlen(command));
+    tcdrain(fd);
+    tcflush(fd, TCIOFLUSH);
+}
+
+int sendAtCommand(int fd, const char* command, const char* markerA, const char* markerB,
+                  int pollWaitMicroseconds) {
+    ReplyBuffer chunk;
+    return awaitChunk(fd, command, markerA, markerB, {markerPolls, pollWaitMicroseconds}, chunk)
+               ? 1
+               : 0;
+}
+
+int checkSimReady(int fd) {
+    return sendAtCommand(fd, "at+cpin?\r\n", "OK", nullptr, pollWait);
+}
+
+int checkRegistered(int fd) {
+    return sendAtCommand(fd, "at+creg?\r\n", "+CREG: 0,1", "+CREG: 0,5", pollWait);
+}
+
+int querySignalQuality(int fd) {
+    return queryNumber(fd, "at+csq\r\n", "+CSQ:", [](const ReplyBuffer& chunk, Field& field) {
+        std::sscanf(chunk, "%*[^:]:%7[^,]", field);
+    });
+}
+
+int queryNetworkMode(int fd) {
+    return queryNumber(fd, "at+cnsmod?\r\n",
+                       "+CNSMOD:", [](const ReplyBuffer& chunk, Field& field) {
+                           std::sscanf(chunk, "%*[^:]:%*[^,],%7s", field);
+                       });
+}
+
+int querySysInfoMode(int fd) {
+    return networkCodeOfSystemMode(
+        queryNumber(fd, "AT^SYSINFO\r\n", "^SYSINFO:", [](const ReplyBuffer& chunk, Field& field) {
+            std::sscanf(chunk, "%*[^,],%*[^,],%*[^,],%7[^,],%*s", field);
+        }));
 }

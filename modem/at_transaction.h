@@ -18,6 +18,7 @@ inline constexpr int noAnswer = -1;
 
 // Writes `command`, waits until it has left the port and discards whatever is queued
 // in either direction: an answer that arrived before this point belongs to nobody.
+// Writes nothing once the dialogue's limit is reached, and no transaction waits then.
 void writeCommand(int fd, const char* command);
 
 // Writes `command` and waits for a chunk that contains `markerA` or `markerB`
@@ -33,27 +34,17 @@ int checkSimReady(int fd);
 // Asks whether the modem is registered at home or roaming (AT+CREG?); 1 or 0.
 int checkRegistered(int fd);
 
-// Signal strength of AT+CSQ: 0 to 31, 99 when the modem cannot measure it; or noAnswer.
+// Value queries poll 10 times for 10 ms. A field is cut to 7 characters; a chunk with the
+// answer's name whose field does not match gives 0.
+
+// Signal strength of AT+CSQ, the number behind the chunk's first colon: 0 to 31, 99 when the
+// modem cannot measure it; or noAnswer.
 int querySignalQuality(int fd);
 
-// Current system mode of AT+CNSMOD? (SIMCOM modules) as the modem reports it; or noAnswer.
+// Current system mode of AT+CNSMOD? (SIMCOM modules), its second number, as the modem reports
+// it; or noAnswer.
 int queryNetworkMode(int fd);
 
-// System mode of AT^SYSINFO (AirM2M modules) in the numbering of queryNetworkMode:
-// 1 GSM, 4 WCDMA, 8 LTE, 9 TD-SCDMA; noAnswer for any other mode or none.
+// System mode of AT^SYSINFO (AirM2M modules), the chunk's fourth field, in the numbering of
+// queryNetworkMode: 1 GSM, 4 WCDMA, 8 LTE, 9 TD-SCDMA; noAnswer for any other mode or none.
 int querySysInfoMode(int fd);
-
-// The number behind the first colon of the chunk: "+CSQ: 23,99" gives 23.
-// `chunk` may begin with an echo or blank lines. 0 when nothing matches.
-int scanFirstNumber(const char* chunk);
-
-// The second number of a +CNSMOD answer: "+CNSMOD: 0,8" gives 8; 0 when nothing matches.
-int scanNetworkMode(const char* chunk);
-
-// The fourth comma-separated number of the chunk, for a ^SYSINFO answer
-// "^SYSINFO: 2,3,0,17,1" the system mode 17; 0 when nothing matches.
-int scanSystemMode(const char* chunk);
-
-// Maps a ^SYSINFO system mode to the numbering of queryNetworkMode: 3 to 1,
-// 4 to 4, 5 to 9, 17 to 8, anything else to noAnswer.
-int networkCodeOfSystemMode(int systemMode);

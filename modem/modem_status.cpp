@@ -1,8 +1,9 @@
 #include "modem/modem_status.h"
 
+#include "base/decimal.h"
 #include "modem/at_transaction.h"
 #include "modem/combined_reply.h"
-#include "modem/decimal.h"
+#include "modem/dialogue_limit.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -14,6 +15,25 @@ namespace {
 
 constexpr int csqNotMeasurable = 99;
 constexpr timeval pauseBehindData{0, 50000};
+
+// Bars for the first number of +CSQ; 0 for 99, -1 and every value that has no bars.
+std::int32_t signalLevelOf(std::int32_t csq) {
+    struct Step {
+        std::int32_t highest; // csq, inclusive
+        std::int32_t level;
+    };
+    // +CSQ stops at 31, yet 32 still counts as full strength.
+    constexpr Step steps[] = {{9, 1}, {17, 2}, {24, 3}, {32, 4}};
+    if (csq < 0 || csq == csqNotMeasurable) {
+        return 0;
+    }
+    for (const Step& step : steps) {
+        if (csq <= step.highest) {
+            return step.level;
+        }
+    }
+    return 0;
+}
 
 // --- Kind 2: one command at a time ------------------------------------------
 
@@ -43,6 +63,19 @@ std::size_t collectAnswer(int fd, char* capture, std::size_t size) {
         }
     }
     return held;
+}
+
+// Who made the modem, by its answer to AT+CGMI. One that names both is AirM2M's.
+enum class ModemMaker { None = -1, Simcom = 1, AirM2M = 2, Refused = 3 };
+
+ModemMaker modemMakerOf(const char* answer) {
+    if (std::strstr(answer, "AirM2M") != nullptr) {
+        return ModemMaker::AirM2M;
+    }
+    if (std::strstr(answer, "SIMCOM") != nullptr) {
+        return ModemMaker::Simcom;
+    }
+    return std::strstr(answer, "ERROR") != nullptr ? ModemMaker::Refused : ModemMaker::None;
 }
 
 ModemMaker queryMaker(int fd) {
@@ -112,7 +145,7 @@ std::size_t collectCombinedReply(int fd, char (&reply)[replyBufferSize]) {
     FD_SET(fd, &readable);
     timeval timeout{3, 0};
     std::size_t held = 0;
-    for (int poll = 0; poll < polls; ++poll) {
+    for (int poll = 0; poll < polls && !DialogueLimit::isReached(); ++poll) {
         if (select(fd + 1, &readable, nullptr, nullptr, &timeout) <= 0 ||
             !FD_ISSET(fd, &readable)) {
             continue;
@@ -144,34 +177,6 @@ void queryCombined(int fd, ModemStatus& status) {
 
 } // namespace
 
-std::int32_t signalLevelOf(std::int32_t csq) {
-    struct Step {
-        std::int32_t highest; // csq, inclusive
-        std::int32_t level;
-    };
-    // +CSQ stops at 31, yet 32 still counts as full strength.
-    constexpr Step steps[] = {{9, 1}, {17, 2}, {24, 3}, {32, 4}};
-    if (csq < 0 || csq == csqNotMeasurable) {
-        return 0;
-    }
-    for (const Step& step : steps) {
-        if (csq <= step.highest) {
-            return step.level;
-        }
-    }
-    return 0;
-}
-
-ModemMaker modemMakerOf(const char* answer) {
-    if (std::strstr(answer, "AirM2M") != nullptr) {
-        return ModemMaker::AirM2M;
-    }
-    if (std::strstr(answer, "SIMCOM") != nullptr) {
-        return ModemMaker::Simcom;
-    }
-    return std::strstr(answer, "ERROR") != nullptr ? ModemMaker::Refused : ModemMaker::None;
-}
-
 void parseCombinedReply(const char* text, ModemStatus* status) {
     if (text == nullptr || status == nullptr) {
         return;
@@ -199,13 +204,13 @@ void parseCombinedReply(const char* text, ModemStatus* status) {
     status->signalLevel = signalLevelOf(status->csq);
 }
 
-void queryModemStatus(std::uint8_t kind, int fd, ModemStatus& status) {
+void queryModemStatus(std::uint8_t kind, int fd, ModemStatus* status) {
     switch (kind) {
     case modelStepwise:
-        queryStepwise(fd, status);
+        queryStepwise(fd, *status);
         break;
     case modelCombined:
-        queryCombined(fd, status);
+        queryCombined(fd, *status);
         break;
     default:
         break;

@@ -5,15 +5,17 @@
 // Two dialogues exist. Kind 2 asks one thing at a time and finds out the
 // modem's maker; kind 1 sends three commands at once and divides the combined
 // answer. A query blocks its caller for up to about 4.5 s (kind 2) or 3.5 s
-// (kind 1). Main thread only. Prints nothing.
+// (kind 1), and on a line that takes no output until the dialogue's limit.
+// Main thread only. Prints nothing.
 
 #include <cstdint>
 
-// What one query found out. Whatever it did not find out is 0.
+// What one query found out; all 0 when nothing could be asked. A silent modem leaves marks of its
+// own: csq -1 (kind 2), one bar and network type 2 (kind 1).
 struct ModemStatus {
     std::uint8_t simReady;    // 1 when the SIM check succeeded
     std::uint8_t registered;  // 1 when registered at home or roaming
-    std::int32_t csq;         // first number of +CSQ: 0..31, 99 not measurable, -1 none
+    std::int32_t csq;         // first number of +CSQ: 0..31, 99 not measurable, -1 unusable
     std::int32_t signalLevel; // bars, 0..4
     std::int32_t networkType; // network code of queryNetworkMode; kind 1 always 2
 };
@@ -25,19 +27,10 @@ enum ModelKind : std::uint8_t {
     modelStepwise = 2, // one command at a time
 };
 
-// Bars for the first number of +CSQ; 0 for 99, -1 and every value that has no bars.
-std::int32_t signalLevelOf(std::int32_t csq);
-
-// Who made the modem, by its answer to AT+CGMI.
-enum class ModemMaker { None = -1, Simcom = 1, AirM2M = 2, Refused = 3 };
-
-// Finds the maker in an AT+CGMI answer; AirM2M wins when both are named.
-ModemMaker modemMakerOf(const char* answer);
-
 // Fills SIM, registration and signal of `status` from a combined answer; does nothing
 // when either is null. Without a "+CSQ:" the signal reads 0 with one bar.
 void parseCombinedReply(const char* text, ModemStatus* status);
 
 // Runs the dialogue of `kind` on an open port and stores what it finds in `status`,
 // which the caller has cleared. An unknown kind sends nothing.
-void queryModemStatus(std::uint8_t kind, int fd, ModemStatus& status);
+void queryModemStatus(std::uint8_t kind, int fd, ModemStatus* status);

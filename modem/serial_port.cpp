@@ -19,7 +19,10 @@ speed_t speedCode(int bitsPerSecond) {
 // Raw 8N1 without any flow control. VMIN and VTIME stay as the driver has
 // them: every read follows a select that reported data.
 void makeRaw(termios& settings, speed_t speed) {
-    settings.c_cflag = speed | CS8 | CREAD | HUPCL | CLOCAL;
+    settings.c_cflag = CS8 | CREAD | HUPCL | CLOCAL;
+    // Newer C libraries keep a speed of its own for the input.
+    cfsetispeed(&settings, speed);
+    cfsetospeed(&settings, speed);
     settings.c_lflag &= ~static_cast<tcflag_t>(ISIG | ICANON | ECHO | ECHOE);
     settings.c_iflag = IGNBRK;
     settings.c_oflag &= ~static_cast<tcflag_t>(OPOST | OLCUC | OCRNL | ONOCR | ONLRET);
@@ -43,11 +46,10 @@ int setPortSpeed(int fd, speed_t speed) {
     makeRaw(settings, speed);
     tcsetattr(fd, TCSANOW, &settings);
 
-    // Speed B0 drops the modem control lines for a moment: the far end starts
-    // each dialogue afresh.
-    settings.c_cflag &= ~speed;
+    // Speed B0 lowers the modem control lines for a moment.
+    cfsetospeed(&settings, B0);
     tcsetattr(fd, TCSANOW, &settings);
-    settings.c_cflag |= speed;
+    cfsetospeed(&settings, speed);
     return tcsetattr(fd, TCSANOW, &settings);
 }
 

@@ -1,10 +1,10 @@
 // The checks of the four configuration files. The values are those that the daemon's own readers
 // hold; the walks over the documents only find out where these come from and what was lost.
 
+#include "base/decimal.h"
 #include "device/config_file.h"
 #include "device/device_info.h"
 #include "device/xml_config.h"
-#include "modem/decimal.h"
 #include "tools/captured_output.h"
 #include "tools/config_report.h"
 #include "tools/panel_text.h"
@@ -417,8 +417,8 @@ void checkChannel(ConfigReport& report, const xmlNode* channel, std::map<int, lo
     }
     lines[number] = line;
     checkAbsentSettings(report, channel);
-    if (const ChannelConfig* config =
-            DeviceInfo::instance()->channels().find(static_cast<std::uint32_t>(number))) {
+    const ChannelConfig* config = nullptr;
+    if (DeviceInfo::instance()->findChannel(static_cast<std::uint32_t>(number), &config) == 0) {
         forEachElement(channel, "CommMode",
                        [&](const xmlNode* mode) { checkSettings(report, mode, *config); });
     }
@@ -447,13 +447,11 @@ ConfigReport checkChannels() {
     if (!readByDaemon(report, &DeviceInfo::readChannelTemplate)) {
         return report;
     }
-    for (std::uint32_t number = 0; number <= highestByte; ++number) {
-        if (const ChannelConfig* config = device->channels().find(number)) {
-            const char parity[] = {config->Parity, '\0'};
-            report.values.push_back(
-                {formatted("channel %u", number),
-                 formatted("%d %d %s %d", config->Baud, config->DataSize, parity, config->Stop)});
-        }
+    for (const auto& [number, config] : device->channels()) {
+        const char parity[] = {config.Parity, '\0'};
+        report.values.push_back(
+            {formatted("channel %d", number),
+             formatted("%d %d %s %d", config.Baud, config.DataSize, parity, config.Stop)});
     }
     walk(report, "ChannelConfig", [&](const xmlNode* root) {
         std::map<int, long> lines;

@@ -2,6 +2,7 @@
 
 #include "device/device_info.h"
 #include "gui/lcd.h"
+#include "modem/dialogue_limit.h"
 #include "modem/modem_status.h"
 #include "modem/serial_port.h"
 #include "pages/network_label.h"
@@ -125,6 +126,7 @@ int ctl::modem(const ModemOptions& options) {
         return statusTrouble;
     }
     warnOfOthers();
+    std::optional<DialogueLimit> limit(std::in_place, DialogueLimit::usualSeconds);
     const int fd = openModemPort(modemPortPath);
     if (fd == -1) {
         complain("cannot open %s: %s", modemPortPath, std::strerror(errno));
@@ -137,11 +139,12 @@ int ctl::modem(const ModemOptions& options) {
     ModemStatus status{};
     startRecording(fd);
     const auto began = std::chrono::steady_clock::now();
-    queryModemStatus(kind, fd, status);
+    queryModemStatus(kind, fd, &status);
     const auto took =
         std::chrono::duration_cast<microseconds>(std::chrono::steady_clock::now() - began);
     const auto events = stopRecording();
     closeModemPort(fd);
+    limit.reset();
 
     printTranscript(events, took);
     std::printf("%8.3f s  end\n\n", seconds(took));

@@ -1,11 +1,13 @@
 // The device-information object as a whole: construction, panel height, network, card, modem.
 
 #include "device/device_info.h"
+#include "modem/serial_port.h"
 #include "tests/modem/modem_status_text.h"
 #include "tests/support/gateway_test.h"
 
 #include <arpa/inet.h>
 #include <cstring>
+#include <ctime>
 
 namespace {
 
@@ -147,8 +149,22 @@ TEST_F(DeviceInfoTest, ModemIsAskedInTheWayOfTheModelLastRead) {
     EXPECT_EQ(ask(), ModemStatus{}); // the model has not been read yet
     DeviceInfo::instance()->seriesNumber();
     EXPECT_EQ(ask(), (ModemStatus{1, 1, 20, 3, 2}));
+    EXPECT_EQ(gateway.calls(sim::Call::Close, sim::Path::ModemPort), 3U);
     gateway.setModemPresent(false);
     EXPECT_EQ(ask(), ModemStatus{});
+}
+
+TEST_F(DeviceInfoTest, ALineThatTakesNoOutputIsGivenUpAfterTenSeconds) {
+    DeviceInfo::instance();
+    const int line = openModemPort(modemPortPath);
+    ASSERT_EQ(tcflow(line, TCOOFF), 0);
+    const std::time_t start = std::time(nullptr); // the machine's, not the gateway's
+    const ModemStatus* status = nullptr;
+    DeviceInfo::instance()->getModemStatus(&status);
+    EXPECT_NEAR(static_cast<double>(std::time(nullptr) - start), 10, 1);
+    EXPECT_EQ(*status, (ModemStatus{0, 0, -1, 0, 0}));
+    EXPECT_EQ(gateway.calls(sim::Call::Close, sim::Path::ModemPort), 1U);
+    closeModemPort(line);
 }
 
 } // namespace

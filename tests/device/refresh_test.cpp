@@ -4,7 +4,12 @@
 #include "device/device_info.h"
 #include "tests/support/gateway_test.h"
 
+#include <atomic>
+#include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/stat.h>
+#include <thread>
 
 namespace {
 
@@ -26,7 +31,11 @@ struct File {
     const char* unset = ""; // the value before any reading
 
     bool isXml() const { return *root != '\0'; }
-    std::string holding(const char* text) const { return before + text + after; }
+    // As long as an XML file may be.
+    std::string holding(const char* text) const {
+        const std::string whole = before + text + after;
+        return isXml() ? whole + std::string((256U << 10) - whole.size(), ' ') : whole;
+    }
 };
 
 const File files[] = {
@@ -51,8 +60,9 @@ struct Trouble {
 
 constexpr std::time_t troubleTime = 1'600'000'000;
 
+// The version file fails without a word.
 std::string notParsed(const File& file) {
-    return file.path + " Document not parsed successfully.\n"s;
+    return file.isXml() ? file.path + " Document not parsed successfully.\n"s : "";
 }
 
 const Trouble troubles[] = {
@@ -62,15 +72,65 @@ const Trouble troubles[] = {
      [](auto& gateway, auto& file) {
          gateway.touchFile(file.path);
          gateway.failCall(sim::Call::Open, ENOENT, 1, true, file.place);
-         gateway.failCall(sim::Call::Fopen, ENOENT, 1, true, file.place);
          gateway.failCall(sim::Call::Access, ENOENT, 1, true, file.place);
      },
      [](auto& file) { return file.isXml() ? notParsed(file) : file.path + " is not exist\n"s; }},
+    {"a folder",
+     [](auto& gateway, auto& file) {
+         gateway.removeFile(file.path);
+         std::filesystem::create_directory(gateway.place(file.path));
+     },
+     notParsed},
+    {"a FIFO",
+     [](auto& gateway, auto& file) {
+         gateway.removeFile(file.path);
+         mkfifo(gateway.place(file.path).c_str(), 0600);
+     },
+     notParsed},
     {"cut", [](auto& gateway, auto& file) { gateway.writeFile(file.path, "<sysConfig><lan1"); },
      notParsed, true},
     {"of another root", [](auto& gateway, auto& file) { gateway.writeFile(file.path, "<other/>"); },
      [](auto& file) { return "document of the wrong type, root node != "s + file.root; }, true},
+    {"too long",
+     [](auto& gateway, auto& file) { gateway.writeFile(file.path, file.holding("2") + " "); },
+     notParsed, true},
+    {"gigabytes of nothing",
+     [](auto& gateway, auto& file) {
+         EXPECT_EQ(truncate(gateway.place(file.path).c_str(), 3'000'000'000), 0);
+         gateway.touchFile(file.path);
+     },
+     notParsed, true},
+    {"worth a complaint for every character",
+     [](auto& gateway, auto& file) {
+         gateway.writeFile(file.path, "<a><!--" + std::string(99'999, '-'));
+     },
+     notParsed, true},
+    {"with declarations of its own",
+     [](auto& gateway, auto& file) {
+         gateway.writeFile(file.path, "<!DOCTYPE a [<!ENTITY b ''>]>" + file.before + file.after);
+     },
+     notParsed, true},
+    {"with thousands of attributes",
+     [](auto& gateway, auto& file) {
+         std::string text = "<"s + file.root;
+         for (int i = 0; i < 9999; ++i) {
+             text += " a" + std::to_string(i) + "=''";
+         }
+         gateway.writeFile(file.path, text + "/>");
+     },
+     notParsed, true},
+    {"packed",
+     [](auto& gateway, auto& file) {
+         const std::string place = gateway.place(file.path);
+         std::system(("gzip -f " + place + " && mv " + place + ".gz " + place).c_str());
+         gateway.touchFile(file.path);
+     },
+     notParsed, true},
 };
+
+long openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
 
 class RefreshTest : public GatewayTest {
   protected:
@@ -97,6 +157,8 @@ class RefreshTest : public GatewayTest {
 };
 
 TEST_F(RefreshTest, AFailureKeepsValueAndStampAndIsRepeated) {
+    info();
+    const long descriptors = openDescriptors();
     for (const File& file : files) {
         for (const Trouble& trouble : troubles) {
             if (trouble.ofXmlOnly && !file.isXml()) {
@@ -111,7 +173,9 @@ TEST_F(RefreshTest, AFailureKeepsValueAndStampAndIsRepeated) {
             const bool isEmptied = file.unset == "16"s && trouble.name != "missing"s;
             const std::string kept = isEmptied ? file.unset : "1";
             const std::string message = trouble.message(file);
+            testing::internal::CaptureStderr();
             EXPECT_EQ(ask(file), kept + "|" + message);
+            EXPECT_LT(testing::internal::GetCapturedStderr().size(), 400U); // one complaint
             EXPECT_EQ(read(file), "-1|" + message);
 
             // The stamp still is that of the good reading: nothing is read at that time.
@@ -123,6 +187,33 @@ TEST_F(RefreshTest, AFailureKeepsValueAndStampAndIsRepeated) {
             EXPECT_EQ(ask(file), "2|");
             EXPECT_EQ(read(file), "0|");
         }
+    }
+    EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST_F(RefreshTest, WhatTakesTheFilesPlaceBehindTheLookAtItIsNotRead) {
+    const File& file = files[2];
+    const std::string place = gateway.place(file.path);
+    const std::string fifo = place + ".fifo";
+    const std::string device = place + ".device";
+    mkfifo(fifo.c_str(), 0600);
+    std::filesystem::create_symlink("/dev/zero", device);
+    for (const std::string& other : {fifo, device}) {
+        write(file, "1", troubleTime);
+        ask(file);
+        std::atomic<bool> over{false};
+        std::thread swapper([&] {
+            while (!over) {
+                renameat2(AT_FDCWD, place.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE);
+            }
+        });
+        for (int i = 0; i < 2000; ++i) {
+            const timespec times[] = {{i, 0}, {i, 0}};
+            utimensat(AT_FDCWD, place.c_str(), times, AT_SYMLINK_NOFOLLOW);
+            EXPECT_EQ(file.value(), "1");
+        }
+        over = true;
+        swapper.join();
     }
 }
 

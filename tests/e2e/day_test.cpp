@@ -93,7 +93,8 @@ void Day::expectEveryCallAndPathReached() {
     EXPECT_EQ(gateway.calls(backlightPath(false)), 0U);
     for (std::size_t i = 0; is64() && i < sim::callCount; ++i) {
         const auto call = static_cast<sim::Call>(i);
-        EXPECT_GT(gateway.calls(call), 0U) << name(call);
+        // Streams are made from descriptors.
+        EXPECT_EQ(gateway.calls(call) > 0U, call != sim::Call::Fopen) << name(call);
     }
 }
 

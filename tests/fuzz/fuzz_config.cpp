@@ -14,14 +14,14 @@ namespace {
 
 constexpr const char* files[] = {sysConfigPath, snConfigPath, versionPath, channelTemplatePath};
 
-void ignoreComplaint(void* /*context*/, const char* /*format*/, ...) {}
+void ignoreComplaint(void* /*context*/, xmlError* /*complaint*/) {}
 
 // The gateway lives as long as the process; the daemon's messages are not wanted.
 sim::Gateway& gateway() {
     static sim::Gateway sandbox;
     static const bool attached = [] {
         fuzz::attachInRealTime(sandbox);
-        xmlSetGenericErrorFunc(nullptr, ignoreComplaint);
+        xmlSetStructuredErrorFunc(nullptr, ignoreComplaint);
         return std::freopen("/dev/null", "w", stdout) != nullptr;
     }();
     fuzz::require(attached, "attached");
@@ -45,11 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(std::strlen(device->version()) <= 30, "the version has at most 30 characters");
     fuzz::require(device->modelKind() <= modelStepwise, "a known model kind");
     const std::uint8_t first = device->firstChannel();
-    for (std::uint32_t number = 0; number < 300; ++number) {
-        const ChannelConfig* const config = device->channels().find(number);
-        if (config != nullptr) {
-            fuzz::require(config->No == number && first <= number, "records stand in order");
-        }
+    for (const auto& [number, config] : device->channels()) {
+        fuzz::require(config.No == number && first <= number, "records stand in order");
     }
     return 0;
 }

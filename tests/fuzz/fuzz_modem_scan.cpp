@@ -39,10 +39,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         querySysInfoMode(pair[0]);
         break;
     case 5:
-        queryModemStatus(modelCombined, pair[0], status);
+        queryModemStatus(modelCombined, pair[0], &status);
         break;
     default:
-        queryModemStatus(modelStepwise, pair[0], status);
+        queryModemStatus(modelStepwise, pair[0], &status);
         break;
     }
     fuzz::require(status.signalLevel >= 0 && status.signalLevel <= 4, "0 to 4 bars");
