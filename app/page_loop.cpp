@@ -2,11 +2,11 @@
 
 #include "app/key_input.h"
 #include "app/log_receiver.h"
+#include "app/log_store.h"
 #include "app/page_table.h"
 #include "app/screen.h"
 #include "device/device_info.h"
 #include "gui/gui.h"
-#include "pages/log_store.h"
 
 #include <cstdio>
 #include <cstdlib>

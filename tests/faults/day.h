@@ -38,6 +38,7 @@ struct DayResult {
     std::optional<int> status;     // as waitpid gives it, when the process ended during the day
     std::string errors;            // its standard error
     bool singletonRefused = false; // the memory of one of the two singletons was refused
+    bool rebootedUnasked = false;  // before the long press of the day or, later, of its aftermath
 
     // After the day, without failures:
     std::vector<picture::Bitmap> pages; // the whole cycle, from the clock on
