@@ -5,8 +5,8 @@
 #include "app/log_store.h"
 #include "app/page_table.h"
 #include "app/screen.h"
-#include "device/device_info.h"
 #include "gui/gui.h"
+#include "pages/layout.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -17,10 +17,6 @@ namespace {
 
 constexpr useconds_t pollPeriod = 50000; // microseconds
 constexpr std::uint32_t idleSeconds = 59;
-
-bool isSmallPanel() {
-    return DeviceInfo::instance()->isSmallPanel() == 1;
-}
 
 const PageEntry& currentEntry() {
     return PageTable[scheduler.currentPage];

@@ -1,6 +1,5 @@
 #include "app/page_loop.h"
 
-#include "app/navigation.h"
 #include "app/page_table.h"
 #include "tests/pages/shown.h"
 #include "tests/support/gateway_test.h"
@@ -96,13 +95,14 @@ class PageLoop : public GatewayTest {
 };
 
 TEST_F(PageLoop, EveryPageIsRedrawnWithItsOwnPeriod) {
-    const std::pair<PagePosition, seconds> cases[] = {
-        {{0, 0}, 1s}, {{1, 0}, 10s}, {{2, 1}, 10s}, {{3, 0}, 10s}, {{4, 0}, 5s},  {{4, 1}, 5s},
-        {{5, 0}, 1s}, {{6, 0}, 10s}, {{7, 0}, 10s}, {{8, 0}, 10s}, {{9, 1}, 10s}, {{11, 0}, 20s}};
+    const struct {
+        std::uint8_t page, subPage;
+        seconds period;
+    } cases[] = {{0, 0, 1s}, {1, 0, 10s}, {2, 1, 10s}, {3, 0, 10s}, {4, 0, 5s},  {4, 1, 5s},
+                 {5, 0, 1s}, {6, 0, 10s}, {7, 0, 10s}, {8, 0, 10s}, {9, 1, 10s}, {11, 0, 20s}};
     startUp();
     StdoutCapture silence;
-    for (const auto& [position, period] : cases) {
-        const auto [page, subPage] = position;
+    for (const auto& [page, subPage, period] : cases) {
         const nanoseconds from = std::chrono::ceil<seconds>(gateway.monotonic());
         runUntil(from);
         show(page, subPage);
