@@ -36,8 +36,10 @@ Facts channel(const sim::Channel& settings) {
     return [=](sim::Gateway& gateway) { gateway.writeChannels({settings}); };
 }
 
-// 15 hours and a half east of Greenwich, where it is the next day.
+// The zone changes behind a first draw: 15 hours and a half east of Greenwich it is the next day.
 void otherZone(sim::Gateway& /*gateway*/) {
+    initScreen();
+    PageTable[clockPage].draw(clockPage, 0);
     setenv("TZ", "ABC-15:30", 1);
 }
 
