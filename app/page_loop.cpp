@@ -122,5 +122,6 @@ void pageLoopPass() {
     const std::uint32_t now = monotonicSeconds();
     refreshWhenDue(now);
     darkenWhenIdle(now);
+    std::fflush(stdout); // some messages have no line feed
     usleep(pollPeriod);
 }

@@ -4,8 +4,11 @@
 #include "tests/pages/shown.h"
 #include "tests/support/golden.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <climits>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -80,6 +83,13 @@ sim::ProcessOptions launched(const char* condition) {
     return options;
 }
 
+// The path of what a process has open; empty when the descriptor is closed.
+std::string fileOf(pid_t process, int descriptor) {
+    std::error_code closed;
+    return std::filesystem::read_symlink(
+        "/proc/" + std::to_string(process) + "/fd/" + std::to_string(descriptor), closed);
+}
+
 TEST(Start, ClosedStandardDescriptorsAreNotTakenByTheFramebuffer) {
     sim::Gateway gateway;
     gateway.removeFile("/zelkora/Config/sys.xml"); // something to say
@@ -87,13 +97,64 @@ TEST(Start, ClosedStandardDescriptorsAreNotTakenByTheFramebuffer) {
     ASSERT_EQ(panel.settle(), Wait::Settled);
     EXPECT_TRUE(golden::matches(shown(gateway), "64/clock"));
     for (int fd = 0; fd <= 2; ++fd) {
-        const std::string link =
-            "/proc/" + std::to_string(panel.pid()) + "/fd/" + std::to_string(fd);
-        char target[PATH_MAX] = {};
-        EXPECT_GT(readlink(link.c_str(), target, sizeof target - 1), 0);
-        EXPECT_STREQ(target, "/dev/null");
+        EXPECT_EQ(fileOf(panel.pid(), fd), "/dev/null");
     }
     EXPECT_TRUE(gateway.canaryIntact());
+}
+
+// What a descriptor of a process was opened with, descriptor flags included.
+unsigned openFlags(pid_t process, int descriptor) {
+    std::ifstream info("/proc/" + std::to_string(process) + "/fdinfo/" +
+                       std::to_string(descriptor));
+    unsigned flags = 0;
+    std::string word;
+    info >> word >> word >> word >> std::oct >> flags; // behind "pos: N flags:"
+    return flags;
+}
+
+std::string whatWaitsIn(int pipe) {
+    std::string text(1 << 16, '\0');
+    text.resize(
+        static_cast<std::size_t>(std::max<ssize_t>(0, read(pipe, text.data(), text.size()))));
+    return text;
+}
+
+TEST(Start, AReaderThatStopsReadingMissesWholeMessagesAndHoldsNothingUp) {
+    sim::Gateway gateway;
+    gateway.setTfCard(false); // something to say
+    sim::PanelProcess panel(gateway, PANELD_LAUNCHER, PANELD_INTERPOSER, launched("stalled"));
+    ASSERT_EQ(panel.settle(), Wait::Settled);
+    const std::string message = "can not find tf card\n";
+    const std::string pipe = "/proc/" + std::to_string(panel.pid()) + "/fd/1";
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int writer = open(pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    const auto room = static_cast<std::size_t>(fcntl(reader, F_GETPIPE_SZ));
+    const std::string filling(room - message.size() + 1, '.'); // a byte short of the message
+    ASSERT_EQ(write(writer, filling.data(), filling.size()), static_cast<ssize_t>(filling.size()));
+    for (int presses = 0; presses < 12; ++presses) {
+        ASSERT_EQ(panel.shortPress(), Wait::Settled);
+    }
+    EXPECT_TRUE(golden::matches(shown(gateway), "64/tf-card-none"));
+    EXPECT_EQ(whatWaitsIn(reader), filling);
+    panel.advance(21s); // two redraws
+    EXPECT_EQ(whatWaitsIn(reader), message + message);
+    EXPECT_EQ(openFlags(panel.pid(), 4) & O_NONBLOCK, 0U) << "of those who share the open file";
+    close(reader);
+    close(writer);
+}
+
+TEST(Start, TheRebootCommandInheritsNeitherFramebufferNorButton) {
+    sim::Gateway gateway;
+    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
+    ASSERT_EQ(panel.settle(), Wait::Settled);
+    int ownFiles = 0;
+    for (int descriptor = 0; descriptor < 32; ++descriptor) {
+        if (fileOf(panel.pid(), descriptor).starts_with(gateway.folder())) {
+            EXPECT_NE(openFlags(panel.pid(), descriptor) & O_CLOEXEC, 0U) << descriptor;
+            ++ownFiles;
+        }
+    }
+    EXPECT_EQ(ownFiles, 2); // framebuffer and button
 }
 
 TEST(Start, AReaderThatHangsUpDoesNotTakeThePanelDown) {
