@@ -97,6 +97,7 @@ class Day {
         walkTheCycle();
         gateway.writeSnXml("SN2", "GW-200"); // three commands at once
         gateway.setTfCard(false);
+        gateway.sendLogLine("longer than a string holds without memory of its own");
         walkTheCycle();
         pass(61s);
         press();
