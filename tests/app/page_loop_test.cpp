@@ -3,7 +3,6 @@
 #include "app/page_table.h"
 #include "tests/pages/shown.h"
 #include "tests/support/gateway_test.h"
-#include "tests/support/golden.h"
 
 #include <cerrno>
 #include <linux/input.h>
@@ -169,29 +168,6 @@ TEST_F(PageLoop, ARedrawThatIsDueComesBeforeTheIdleTimeOut) {
     EXPECT_EQ(outputOf(pageLoopPass), "system is rebooting\n");
     EXPECT_EQ(gateway.brightness(), "0");
     EXPECT_TRUE(isBlank(gateway));
-}
-
-TEST_F(PageLoop, AClockThatCannotBeReadNeitherRedrawsNorDarkens) {
-    startUp();
-    gateway.failCall(sim::Call::ClockGettime, EINVAL, 1, true);
-    flood();
-    runUntil(start + 100s);
-    EXPECT_TRUE(flooded());
-    gateway.clearFaults();
-    expectDarkFrom(start + 100s);
-}
-
-TEST_F(PageLoop, NeitherTheWallClockNorAWrapAt32BitsDisturbsRedrawsAndIdleTime) {
-    constexpr seconds wrap{1LL << 32};
-    gateway.setMonotonic(wrap - 30s);
-    startUp();
-    runUntil(wrap);
-    gateway.setWallClock(86'399);
-    flood();
-    runUntil(wrap + 1s + pollPeriod);
-    EXPECT_TRUE(golden::matches(shown(gateway), "64/clock-midnight-on-lit"));
-    gateway.setWallClock(4'000'000'000);
-    expectDarkFrom(wrap + 30s);
 }
 
 } // namespace

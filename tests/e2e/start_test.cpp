@@ -125,22 +125,20 @@ TEST(Start, AReaderThatStopsReadingMissesWholeMessagesAndHoldsNothingUp) {
     sim::PanelProcess panel(gateway, PANELD_LAUNCHER, PANELD_INTERPOSER, launched("stalled"));
     ASSERT_EQ(panel.settle(), Wait::Settled);
     const std::string message = "can not find tf card\n";
-    const std::string pipe = "/proc/" + std::to_string(panel.pid()) + "/fd/1";
-    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    const int writer = open(pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    const auto room = static_cast<std::size_t>(fcntl(reader, F_GETPIPE_SZ));
-    const std::string filling(room - message.size() + 1, '.'); // a byte short of the message
-    ASSERT_EQ(write(writer, filling.data(), filling.size()), static_cast<ssize_t>(filling.size()));
+    const std::string path = "/proc/" + std::to_string(panel.pid()) + "/fd/1";
+    const int pipe = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    const auto size = static_cast<std::size_t>(fcntl(pipe, F_GETPIPE_SZ));
+    const std::string filling(size - message.size() + 1, '.'); // a byte of the message has no room
+    ASSERT_EQ(write(pipe, filling.data(), filling.size()), static_cast<ssize_t>(filling.size()));
     for (int presses = 0; presses < 12; ++presses) {
         ASSERT_EQ(panel.shortPress(), Wait::Settled);
     }
     EXPECT_TRUE(golden::matches(shown(gateway), "64/tf-card-none"));
-    EXPECT_EQ(whatWaitsIn(reader), filling);
+    EXPECT_EQ(whatWaitsIn(pipe), filling);
     panel.advance(21s); // two redraws
-    EXPECT_EQ(whatWaitsIn(reader), message + message);
+    EXPECT_EQ(whatWaitsIn(pipe), message + message);
     EXPECT_EQ(openFlags(panel.pid(), 4) & O_NONBLOCK, 0U) << "of those who share the open file";
-    close(reader);
-    close(writer);
+    close(pipe);
 }
 
 TEST(Start, TheRebootCommandInheritsNeitherFramebufferNorButton) {
