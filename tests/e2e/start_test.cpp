@@ -52,29 +52,24 @@ TEST(Start, MessagesWithoutLineFeedAreVisibleAtOnce) {
     EXPECT_EQ(panel.output(), "document of the wrong type, root node != sysConfig");
 }
 
-TEST(Start, WithoutAQueueEndsWithStatus255) {
-    sim::Gateway gateway;
-    gateway.failCall(sim::Call::MsgGet, ENOSPC);
-    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
-    const std::optional<int> status = panel.waitExit();
-    ASSERT_TRUE(status && WIFEXITED(*status));
-    EXPECT_EQ(WEXITSTATUS(*status), 255);
-    EXPECT_EQ(panel.output(), "msgget failed!!!");
-    EXPECT_EQ(panel.errors(), "");
-    EXPECT_EQ(gateway.calls(sim::Path::Framebuffer), 0U);
-}
-
-TEST(Start, WithoutAThreadEndsQuietlyWithStatus0) {
-    sim::Gateway gateway;
-    gateway.failCall(sim::Call::PthreadCreate, EAGAIN);
-    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
-    const std::optional<int> status = panel.waitExit();
-    ASSERT_TRUE(status && WIFEXITED(*status));
-    EXPECT_EQ(WEXITSTATUS(*status), 0);
-    EXPECT_EQ(panel.output(), "");
-    EXPECT_EQ(panel.errors(), "");
-    EXPECT_EQ(gateway.calls(sim::Path::Framebuffer), 0U);
-    EXPECT_EQ(gateway.brightness(), "50"); // as the kernel left it
+TEST(Start, WithoutAQueueOrAThreadEndsBeforeAnythingIsTouched) {
+    const struct {
+        sim::Call call;
+        int status;
+        const char* output;
+    } cases[] = {{sim::Call::MsgGet, 255, "msgget failed!!!"}, {sim::Call::PthreadCreate, 0, ""}};
+    for (const auto& [call, expected, output] : cases) {
+        sim::Gateway gateway;
+        gateway.failCall(call, EAGAIN);
+        sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
+        const std::optional<int> status = panel.waitExit();
+        ASSERT_TRUE(status && WIFEXITED(*status));
+        EXPECT_EQ(WEXITSTATUS(*status), expected);
+        EXPECT_EQ(panel.output(), output);
+        EXPECT_EQ(panel.errors(), "");
+        EXPECT_EQ(gateway.calls(sim::Path::Framebuffer), 0U);
+        EXPECT_EQ(gateway.brightness(), "50"); // as the kernel left it
+    }
 }
 
 sim::ProcessOptions launched(const char* condition) {
