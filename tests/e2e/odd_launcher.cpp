@@ -1,7 +1,7 @@
 // Starts a program as a careless service manager would: with its standard descriptors closed
 // ("closed"), with its standard output on a pipe without a reader ("deaf"), or on one of a page
-// whose reader sleeps ("stalled"; its ends stay open as 3 and 4). PANELD_LAUNCH names the
-// condition, PANELD_PROGRAM the program.
+// whose reader sleeps ("stalled"; both ends stay open). PANELD_LAUNCH names the condition,
+// PANELD_PROGRAM the program.
 
 #include <cstdlib>
 #include <fcntl.h>
