@@ -86,6 +86,7 @@ class Day {
 
     void goThroughTheDay() {
         note(panel->settle());
+        result.started = panel->running();
         for (const char* line : {"link up", "ppp0 up", "signal 20"}) {
             gateway.sendLogLine(line);
         }
@@ -97,7 +98,6 @@ class Day {
         walkTheCycle();
         gateway.writeSnXml("SN2", "GW-200"); // three commands at once
         gateway.setTfCard(false);
-        gateway.sendLogLine("longer than a string holds without memory of its own");
         walkTheCycle();
         pass(61s);
         press();
@@ -108,6 +108,9 @@ class Day {
             pass(61s); // off the reboot page by the idle rule
             press();
         }
+        // The last memory of the day that is asked for.
+        gateway.sendLogLine("longer than a string holds without memory of its own");
+        pass(1s);
         walk::restoreFacts(gateway);
     }
 

@@ -34,6 +34,7 @@ struct CallCounts {
 
 struct DayResult {
     bool reached = false;          // the call that was to fail was made
+    bool started = false;          // the process lived to see its first page
     bool stuck = false;            // the process neither slept nor ended
     std::optional<int> status;     // as waitpid gives it, when the process ended during the day
     std::string errors;            // its standard error

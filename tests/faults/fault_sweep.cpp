@@ -138,7 +138,8 @@ bool mayEnd(const Failure& failure, const DayResult& result) {
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
     // Want of memory for one of the two singletons.
-    return result.singletonRefused && result.errors.find("std::bad_alloc") != std::string::npos;
+    return !result.started && result.singletonRefused &&
+           result.errors.find("std::bad_alloc") != std::string::npos;
 }
 
 // Devices that are opened once in the life of the process: while they are missing at that moment
