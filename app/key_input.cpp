@@ -11,7 +11,7 @@ namespace {
 constexpr const char* buttonPath = "/dev/input/event0";
 constexpr useconds_t pauseAfterFailedOpen = 100000; // microseconds
 constexpr time_t longestShortPress = 9;             // whole seconds
-constexpr suseconds_t microsecondsPerSecond = 1000000;
+constexpr suseconds_t unreadable = -1;              // in the microseconds of a time
 
 // Values of a key event; anything else is a repeat.
 constexpr int keyReleased = 0;
@@ -20,36 +20,36 @@ constexpr int keyPressed = 1;
 // Owned here, so that normal process exit closes the device.
 std::unique_ptr<KeyInput> theKeyInput;
 
-bool isEarlier(const timeval& one, const timeval& other) {
-    return one.tv_sec != other.tv_sec ? one.tv_sec < other.tv_sec : one.tv_usec < other.tv_usec;
+timeval wallClock() {
+    timeval now{};
+    if (gettimeofday(&now, nullptr) != 0) {
+        now.tv_usec = unreadable;
+    }
+    return now;
 }
 
-timeval difference(const timeval& later, const timeval& earlier) {
-    timeval result{later.tv_sec - earlier.tv_sec, later.tv_usec - earlier.tv_usec};
-    if (result.tv_usec < 0) {
-        result.tv_usec += microsecondsPerSecond;
-        --result.tv_sec;
-    }
-    return result;
+bool isReadable(const timeval& time) {
+    return time.tv_usec != unreadable;
 }
 
 } // namespace
 
 KeyInput* KeyInput::instance() {
     if (theKeyInput == nullptr) {
-        theKeyInput.reset(new KeyInput);
+        theKeyInput = std::make_unique<KeyInput>();
     }
     return theKeyInput.get();
 }
 
-KeyInput::KeyInput() {
-    gettimeofday(&pressTime_, nullptr);
-    gettimeofday(&releaseTime_, nullptr);
-    fd_ = open(buttonPath, O_RDWR | O_NONBLOCK);
+KeyInput::KeyInput()
+    : pressTime_(wallClock()), releaseTime_(wallClock()),
+      fd_(open(buttonPath, O_RDWR | O_NONBLOCK)) {
     if (fd_ < 0) {
         std::puts("Open /input/event0 failed, Please check the driver module is insmod.");
         usleep(pauseAfterFailedOpen);
+        return;
     }
+    fcntl(fd_, F_SETFD, FD_CLOEXEC); // the reboot command has no use for it
 }
 
 KeyInput::~KeyInput() {
@@ -70,8 +70,8 @@ KeyEvent KeyInput::readKey() {
     }
     switch (event.value) {
     case keyPressed:
-        gettimeofday(&pressTime_, nullptr);
-        gettimeofday(&releaseTime_, nullptr);
+        pressTime_ = wallClock();
+        releaseTime_ = wallClock();
         return KeyEvent::None;
     case keyReleased:
         return finishPress();
@@ -81,10 +81,11 @@ KeyEvent KeyInput::readKey() {
 }
 
 KeyEvent KeyInput::finishPress() {
-    gettimeofday(&releaseTime_, nullptr);
-    // When the clock was set back during the press, the previous duration stands.
-    if (!isEarlier(releaseTime_, pressTime_)) {
-        heldTime_ = difference(releaseTime_, pressTime_);
-    }
+    releaseTime_ = wallClock();
+    if (!isReadable(pressTime_) || !isReadable(releaseTime_)) {
+        heldTime_ = {};
+    } else if (!timercmp(&releaseTime_, &pressTime_, <)) {
+        timersub(&releaseTime_, &pressTime_, &heldTime_);
+    } // else the clock was set back during the press: the previous duration stands
     return heldTime_.tv_sec > longestShortPress ? KeyEvent::LongPress : KeyEvent::ShortPress;
 }

@@ -4,7 +4,8 @@
 //
 // There is one button on /dev/input/event0, code BTN_0. A press is reported when the
 // button is released, never before, and is timed by the wall clock at the moment its
-// events are read. Main thread only. Prints one line when the device cannot be opened.
+// events are read; where the clock cannot be read, the press is a short one. Main thread
+// only. Prints one line when the device cannot be opened.
 
 #include <sys/time.h>
 
@@ -21,6 +22,8 @@ class KeyInput {
     // drawn) and destroyed at normal process exit.
     static KeyInput* instance();
 
+    // Opens the device; use `instance` instead of an object of one's own.
+    KeyInput();
     ~KeyInput();
     KeyInput(const KeyInput&) = delete;
     KeyInput& operator=(const KeyInput&) = delete;
@@ -30,11 +33,10 @@ class KeyInput {
     KeyEvent readKey();
 
   private:
-    KeyInput();
     KeyEvent finishPress();
 
-    timeval pressTime_{};
-    timeval releaseTime_{};
-    timeval heldTime_{}; // last completed press, microseconds 0..999999
-    int fd_ = -1;
+    timeval pressTime_;   // microseconds -1 when the clock could not be read
+    timeval releaseTime_; // the same
+    timeval heldTime_{};  // last completed press, microseconds 0..999999
+    int fd_;
 };

@@ -1,7 +1,9 @@
 #include "app/log_receiver.h"
 
-#include "pages/log_store.h"
+#include "app/log_store.h"
 
+#include <cstring>
+#include <new>
 #include <pthread.h>
 #include <sys/ipc.h>
 #include <sys/msg.h>
@@ -18,6 +20,19 @@ struct LogMessage {
     char text[logLineLength];
 };
 
+// A line for which there is no memory is dropped; those before it stay.
+void storeLine(const LogMessage& message) {
+    std::list<std::string>& lines = logStore.lines;
+    try {
+        lines.emplace_front(message.text, strnlen(message.text, sizeof message.text));
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    while (lines.size() > LogStore::kept) {
+        lines.pop_back();
+    }
+}
+
 } // namespace
 
 int msgQueueId = -1;
@@ -28,21 +43,13 @@ int openLogQueue() {
 }
 
 int startLogReceiver() {
-    // Where attributes are not to be had, a thread with the default stack serves as well.
     pthread_attr_t attributes;
-    const bool attributesUsable = pthread_attr_init(&attributes) == 0;
-    if (attributesUsable) {
-        pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-        pthread_attr_setstacksize(&attributes, receiverStackSize);
-    }
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_attr_setstacksize(&attributes, receiverStackSize);
     pthread_t thread{};
-    const int error = pthread_create(&thread, attributesUsable ? &attributes : nullptr,
-                                     logReceiverThread, nullptr);
-    if (attributesUsable) {
-        pthread_attr_destroy(&attributes);
-    } else if (error == 0) {
-        pthread_detach(thread);
-    }
+    const int error = pthread_create(&thread, &attributes, logReceiverThread, nullptr);
+    pthread_attr_destroy(&attributes);
     return error == 0 ? 0 : -1;
 }
 
@@ -53,7 +60,7 @@ void receiveLogMessage() {
         return;
     }
     const LogLock lock;
-    logStore.lines.pushFront(message.text);
+    storeLine(message);
 }
 
 void* logReceiverThread(void* /*unused*/) {

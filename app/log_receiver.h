@@ -21,7 +21,8 @@ int openLogQueue();
 int startLogReceiver();
 
 // Takes at most one message from the queue into the LogStore; does not wait. A message
-// that is too long stays at the head of the queue and keeps those behind it back.
+// that is too long stays at the head of the queue and keeps those behind it back; one
+// for which there is no memory is lost.
 void receiveLogMessage();
 
 // Thread routine: receives a message every 500 ms, for ever. `unused` is ignored.

@@ -3,87 +3,68 @@
 #include "app/page_loop.h"
 #include "app/page_table.h"
 #include "device/device_info.h"
+#include "pages/layout.h"
 
 namespace {
 
 constexpr std::uint8_t lastChannel = 16;
-constexpr PagePosition rebootPosition{rebootPage, 0};
 
-constexpr NavigationQueries deviceQueries = {
-    [] { return DeviceInfo::instance()->isSmallPanel() == 1; },
-    [] { return DeviceInfo::instance()->firstChannel(); },
-    [](std::uint8_t number) {
-        const ChannelConfig* config = nullptr;
-        return DeviceInfo::instance()->findChannel(number, &config) != -1;
-    },
-};
-
-PagePosition followingPage(std::uint8_t page) {
-    return {PageTable[page].nextPage, 0};
+void show(std::uint8_t page, std::uint8_t subPage) {
+    scheduler.currentSubPage = subPage;
+    scheduler.currentPage = page;
 }
 
-void show(PagePosition position) {
-    scheduler.currentPage = position.page;
-    scheduler.currentSubPage = position.subPage;
+void showNextPage(std::uint8_t page) {
+    show(PageTable[page].nextPage, 0);
+    skipInapplicablePages();
 }
 
-void goOn(std::uint8_t page, PagePosition next) {
-    show(next);
-    if (next.page != page) {
-        skipInapplicablePages();
-    }
+bool isConfigured(std::uint8_t channel) {
+    const ChannelConfig* config = nullptr;
+    return DeviceInfo::instance()->findChannel(channel, &config) != -1;
 }
 
 } // namespace
 
-PagePosition nextPosition(PagePosition shown, KeyEvent key) {
+void onKeyDefault(std::uint8_t page, std::uint8_t subPage, KeyEvent key) {
     if (key == KeyEvent::LongPress) {
-        return rebootPosition;
+        show(rebootPage, 0);
+        return;
     }
     // 8 bits wide: behind sub-page 255 comes 0.
-    const auto nextSubPage = static_cast<std::uint8_t>(shown.subPage + 1);
-    if (PageTable[shown.page].lastSubPage >= nextSubPage) {
-        return {shown.page, nextSubPage};
+    scheduler.currentSubPage = static_cast<std::uint8_t>(subPage + 1);
+    if (PageTable[page].lastSubPage < scheduler.currentSubPage) {
+        showNextPage(page);
     }
-    return followingPage(shown.page);
-}
-
-PagePosition nextChannelPosition(PagePosition shown, KeyEvent key,
-                                 const NavigationQueries& gateway) {
-    if (key == KeyEvent::LongPress) {
-        return rebootPosition;
-    }
-    for (auto number = static_cast<std::uint8_t>(shown.subPage + 1); number <= lastChannel;
-         ++number) {
-        if (gateway.hasChannel(number)) {
-            return {shown.page, number};
-        }
-    }
-    return followingPage(shown.page);
-}
-
-PagePosition passInapplicable(PagePosition target, const NavigationQueries& gateway) {
-    if (target.page == simStatusPage && gateway.isSmallPanel()) {
-        return {identityPage, 0};
-    }
-    if (target.page == channelPage) {
-        const std::uint8_t first = gateway.firstChannel();
-        if (first != noChannel) {
-            return {channelPage, first};
-        }
-        target = {reservedPage, 0};
-    }
-    return target.page == reservedPage ? PagePosition{clockPage, 0} : target;
-}
-
-void onKeyDefault(std::uint8_t page, std::uint8_t subPage, KeyEvent key) {
-    goOn(page, nextPosition({page, subPage}, key));
 }
 
 void onKeyChannel(std::uint8_t page, std::uint8_t subPage, KeyEvent key) {
-    goOn(page, nextChannelPosition({page, subPage}, key, deviceQueries));
+    if (key == KeyEvent::LongPress) {
+        show(rebootPage, 0);
+        return;
+    }
+    for (auto channel = static_cast<std::uint8_t>(subPage + 1); channel <= lastChannel; ++channel) {
+        if (isConfigured(channel)) {
+            show(page, channel);
+            return;
+        }
+    }
+    showNextPage(page);
 }
 
 void skipInapplicablePages() {
-    show(passInapplicable({scheduler.currentPage, scheduler.currentSubPage}, deviceQueries));
+    if (scheduler.currentPage == simStatusPage && isSmallPanel()) {
+        show(identityPage, 0);
+        return;
+    }
+    if (scheduler.currentPage == channelPage) {
+        scheduler.currentSubPage = DeviceInfo::instance()->firstChannel();
+        if (scheduler.currentSubPage != noChannel) {
+            return;
+        }
+        show(reservedPage, 0);
+    }
+    if (scheduler.currentPage == reservedPage) {
+        show(clockPage, 0);
+    }
 }

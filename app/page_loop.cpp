@@ -2,11 +2,11 @@
 
 #include "app/key_input.h"
 #include "app/log_receiver.h"
+#include "app/log_store.h"
 #include "app/page_table.h"
 #include "app/screen.h"
-#include "device/device_info.h"
 #include "gui/gui.h"
-#include "pages/log_store.h"
+#include "pages/layout.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -17,10 +17,6 @@ namespace {
 
 constexpr useconds_t pollPeriod = 50000; // microseconds
 constexpr std::uint32_t idleSeconds = 59;
-
-bool isSmallPanel() {
-    return DeviceInfo::instance()->isSmallPanel() == 1;
-}
 
 const PageEntry& currentEntry() {
     return PageTable[scheduler.currentPage];
@@ -126,5 +122,6 @@ void pageLoopPass() {
     const std::uint32_t now = monotonicSeconds();
     refreshWhenDue(now);
     darkenWhenIdle(now);
+    std::fflush(stdout); // some messages have no line feed
     usleep(pollPeriod);
 }

@@ -76,6 +76,7 @@ void LCD_DriverOpen() {
         std::printf("Error:can not open LCD FrameBuffer Device %s\n", framebufferDevice);
         return;
     }
+    fcntl(fdFrameBuffer, F_SETFD, FD_CLOEXEC); // the reboot command has no use for it
     fb_var_screeninfo screen{};
     if (ioctl(fdFrameBuffer, FBIOGET_VSCREENINFO, &screen) < 0) {
         std::printf("Error: Don't Read Out Var Screen Information.\n");

@@ -6,40 +6,14 @@
 
 #include <cstdio>
 #include <ctime>
-#include <sys/stat.h>
 #include <sys/time.h>
 
 namespace {
 
-constexpr const char* zoneFile = "/etc/localtime";
-
-// Lets localtime_r follow a change of the system's time zone. tzset allocates at every
-// call, so it is called only when the zone file has become another one.
-void followZoneChange() {
-    struct ZoneIdentity {
-        dev_t device;
-        ino_t inode;
-        time_t modified;
-        bool operator==(const ZoneIdentity&) const = default;
-    };
-    static bool zoneRead = false;
-    static ZoneIdentity zone{};
-    struct stat status {};
-    if (stat(zoneFile, &status) != 0) {
-        status = {};
-    }
-    const ZoneIdentity current{status.st_dev, status.st_ino, status.st_mtime};
-    if (!zoneRead || !(current == zone)) {
-        tzset();
-        zoneRead = true;
-        zone = current;
-    }
-}
-
 tm localNow() {
     timeval now{};
     gettimeofday(&now, nullptr);
-    followZoneChange();
+    tzset(); // follows a change of the system's zone, which localtime_r alone does not
     tm local{};
     localtime_r(&now.tv_sec, &local);
     return local;

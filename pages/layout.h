@@ -2,8 +2,9 @@
 
 // What the page layouts share: the panel kind, the title bar and the body text.
 //
-// Coordinates are pixels from the top-left corner. Titles stand reversed in the
-// 19-row font and only on the 64-line panel; everything else is in the 12-row font.
+// Coordinates are pixels from the top-left corner. Titles stand reversed in the fixed
+// 19-row font, on the 64-line panel only. Everything else is in the 12-row font, but for
+// the clock's figures on the 64-line panel and the reboot page's word.
 
 #include "gui/gui.h"
 
@@ -15,7 +16,7 @@ inline constexpr std::size_t valueSize = 32;
 // x of the panel's middle, on which centred texts stand.
 inline constexpr int panelCentre = 64;
 
-// True for the 32-line layouts.
+// True on the 32-line panel.
 bool isSmallPanel();
 
 // Selects normal text in the body font.

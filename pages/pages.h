@@ -2,9 +2,10 @@
 
 // The draw functions of the status pages, one per page or page pair.
 //
-// Each draws one sub-page on what is on the display: blank and bordered after a key
-// event, its own last picture after a timer redraw. It asks DeviceInfo for the panel
-// kind and for its data at every call and leaves the text mode normal. Main thread only.
+// Each draws one sub-page over what stands on the display: the blank bordered screen
+// after a key event, its own last picture at a timer redraw. It asks for its data at every
+// call, and for the panel kind where it has two layouts. It leaves the text mode normal.
+// Main thread only.
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // Page 5: the two newest log lines, the older one above the newer.
 
+#include "app/log_store.h"
 #include "pages/layout.h"
-#include "pages/log_store.h"
 #include "pages/pages.h"
 
 #include <cstdio>
@@ -11,20 +11,20 @@ namespace {
 // A line as it is shown; longer lines are cut to 63 characters.
 using ShownLine = char[64];
 
-void showLine(ShownLine& shown, const char* line) {
-    std::snprintf(shown, sizeof shown, "%.*s", static_cast<int>(sizeof shown - 1), line);
+void showLine(ShownLine& shown, const std::string& line) {
+    std::snprintf(shown, sizeof shown, "%s", line.c_str());
 }
 
 // Copies the lines in arrival order: a single line stands on top.
 void copyLines(ShownLine& top, ShownLine& bottom) {
     const LogLock lock;
-    const LogLines& lines = logStore.lines;
-    if (lines.size() == 0) {
+    const std::list<std::string>& lines = logStore.lines;
+    if (lines.empty()) {
         return;
     }
-    showLine(top, lines[lines.size() - 1]);
-    if (lines.size() == LogLines::kept) {
-        showLine(bottom, lines[0]);
+    showLine(top, lines.back());
+    if (lines.size() == LogStore::kept) {
+        showLine(bottom, lines.front());
     }
 }
 

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -28,12 +27,6 @@ constinit std::atomic<sim::LibraryFailures*> failures{nullptr};
 constinit Main daemonMain = nullptr;
 
 constinit sim::NextCall<ssize_t(int, void*, std::size_t)> nextRead{"read"};
-constinit sim::NextCall<int(pthread_attr_t*)> nextAttrInit{"pthread_attr_init"};
-constinit sim::NextCall<int(pthread_attr_t*, int)> nextSetDetachState{
-    "pthread_attr_setdetachstate"};
-constinit sim::NextCall<int(pthread_attr_t*, std::size_t)> nextSetStackSize{
-    "pthread_attr_setstacksize"};
-
 constinit sim::NextCall<int(Main, int, char**, void (*)(), void (*)(), void (*)(), void*)>
     nextStart{"__libc_start_main"};
 
@@ -122,20 +115,4 @@ INTERPOSED ssize_t read(int descriptor, void* bytes, std::size_t size) {
         return -1;
     }
     return nextRead(descriptor, bytes, size);
-}
-
-// The attribute calls return their error.
-INTERPOSED int pthread_attr_init(pthread_attr_t* attributes) noexcept {
-    const int error = plannedError(sim::LibraryCall::AttrInit);
-    return error != 0 ? error : nextAttrInit(attributes);
-}
-
-INTERPOSED int pthread_attr_setdetachstate(pthread_attr_t* attributes, int state) noexcept {
-    const int error = plannedError(sim::LibraryCall::AttrSetDetachState);
-    return error != 0 ? error : nextSetDetachState(attributes, state);
-}
-
-INTERPOSED int pthread_attr_setstacksize(pthread_attr_t* attributes, std::size_t size) noexcept {
-    const int error = plannedError(sim::LibraryCall::AttrSetStackSize);
-    return error != 0 ? error : nextSetStackSize(attributes, size);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// Failures of calls that the gateway's stand-in leaves alone: memory, thread attributes and reads.
+// Failures of calls that the gateway's stand-in leaves alone: memory and reads.
 // A second preloaded object, panel_failures.so, makes one of them fail by a plan that it shares
 // with the harness through the file `failuresFileName` of the sandbox. Without that file it only
 // passes calls on.
@@ -16,12 +16,8 @@ inline constexpr const char* failuresFileName = "failures";
 enum class LibraryCall : std::uint32_t {
     Malloc, // malloc, calloc and realloc, those of the libraries included
     Read,
-    AttrInit,
-    AttrSetDetachState,
-    AttrSetStackSize,
 };
-inline constexpr std::size_t libraryCallCount =
-    static_cast<std::size_t>(LibraryCall::AttrSetStackSize) + 1;
+inline constexpr std::size_t libraryCallCount = static_cast<std::size_t>(LibraryCall::Read) + 1;
 
 struct LibraryFailures {
     std::atomic<std::int32_t> owner;  // the process that counts: the first one started; 0: none yet

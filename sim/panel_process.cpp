@@ -113,10 +113,12 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
     std::vector<std::pair<std::string, std::string>> variables = {
         {gatewayVariable, gateway_.folder()},
         {"LD_PRELOAD", interposer},
-        {"TZ", options_.timeZone},
         // A program built with ASan otherwise refuses a preloaded object before its runtime.
         {"ASAN_OPTIONS", valueOf("ASAN_OPTIONS") + ":verify_asan_link_order=0"},
     };
+    if (options_.timeZone) {
+        variables.emplace_back("TZ", *options_.timeZone);
+    }
     variables.insert(variables.end(), options_.environment.begin(), options_.environment.end());
     std::vector<std::string> texts = environmentWith(variables);
     std::vector<char*> environment;

@@ -16,7 +16,7 @@
 namespace sim {
 
 struct ProcessOptions {
-    std::string timeZone = "UTC";                                 // TZ of the process
+    std::optional<std::string> timeZone = "UTC"; // TZ of the process; none: as the harness has it
     std::vector<std::pair<std::string, std::string>> environment; // further variables
     std::chrono::milliseconds patience{20'000}; // real time after which a wait is given up
 };

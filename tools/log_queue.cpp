@@ -1,7 +1,7 @@
 #include "tools/log_queue.h"
 
 #include "app/log_receiver.h"
-#include "pages/log_store.h"
+#include "app/log_store.h"
 
 #include <algorithm>
 #include <cerrno>

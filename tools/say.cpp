@@ -1,7 +1,7 @@
 #include "tools/commands.h"
 
 #include "app/log_receiver.h"
-#include "pages/log_store.h"
+#include "app/log_store.h"
 #include "tools/log_queue.h"
 #include "tools/panel_text.h"
 #include "tools/processes.h"

@@ -2,6 +2,7 @@
 
 #include "tests/support/gateway_test.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <linux/input.h>
 
@@ -74,6 +75,18 @@ TEST_F(Button, KeepsTheDurationBeforeWhenTheClockIsSetBack) {
                 {BTN_0, 0, 19'999'999us, longPress},
                 {BTN_0, 0, 20'499'999us, longPress},
                 {BTN_0, 0, 20'500ms, shortPress}});
+}
+
+TEST_F(Button, APressThatTheClockDoesNotTimeIsShort) {
+    expectKeys({{BTN_0, 1, 0s}, {BTN_0, 0, 11s, longPress}}); // what a press before it left
+    for (const std::uint32_t failing : {1U, 3U}) { // of the press, which asks twice; of the release
+        gateway.failCall(sim::Call::GetTimeOfDay, EINVAL, failing);
+        expectKeys({{BTN_0, 1, 30s},
+                    {BTN_0, 0, 45s, shortPress}, // set back: as the one before
+                    {BTN_0, 1, 60s},
+                    {BTN_0, 0, 59s, shortPress}});
+        gateway.clearFaults();
+    }
 }
 
 class ButtonDevice : public GatewayTest {};

@@ -1,6 +1,6 @@
 #include "app/log_receiver.h"
 
-#include "pages/log_store.h"
+#include "app/log_store.h"
 #include "tests/support/gateway_test.h"
 
 #include <cerrno>
@@ -13,15 +13,18 @@ using namespace std::chrono_literals;
 std::string storedLines() {
     std::string text;
     const LogLock lock;
-    for (std::size_t i = 0; i < logStore.lines.size(); ++i) {
-        text += "<" + std::string(logStore.lines[i]) + ">";
+    for (const std::string& line : logStore.lines) {
+        text += "<" + line + ">";
     }
     return text;
 }
 
 class LogReceiver : public GatewayTest {
   protected:
-    LogReceiver() { openLogQueue(); }
+    LogReceiver() {
+        pthread_mutex_init(&logStore.logMutex, nullptr);
+        openLogQueue();
+    }
 };
 
 TEST_F(LogReceiver, TheTwoNewestLinesAreKeptWhateverTheirTypes) {
@@ -49,7 +52,7 @@ TEST_F(LogReceiver, AMessageIsTakenUpToItsFirstNulAndOneThatIsTooLongHoldsUpTheR
     for (const auto& [bytes, line] : cases) {
         ASSERT_TRUE(gateway.sendLogBytes(bytes));
         EXPECT_EQ(outputOf(receiveLogMessage), "");
-        EXPECT_EQ(std::string(logStore.lines[0]), line);
+        EXPECT_EQ(logStore.lines.front(), line);
     }
     ASSERT_TRUE(gateway.takeLogLine());
     receiveLogMessage();

@@ -1,10 +1,8 @@
 #include "app/page_loop.h"
 
-#include "app/navigation.h"
 #include "app/page_table.h"
 #include "tests/pages/shown.h"
 #include "tests/support/gateway_test.h"
-#include "tests/support/golden.h"
 
 #include <cerrno>
 #include <linux/input.h>
@@ -96,13 +94,14 @@ class PageLoop : public GatewayTest {
 };
 
 TEST_F(PageLoop, EveryPageIsRedrawnWithItsOwnPeriod) {
-    const std::pair<PagePosition, seconds> cases[] = {
-        {{0, 0}, 1s}, {{1, 0}, 10s}, {{2, 1}, 10s}, {{3, 0}, 10s}, {{4, 0}, 5s},  {{4, 1}, 5s},
-        {{5, 0}, 1s}, {{6, 0}, 10s}, {{7, 0}, 10s}, {{8, 0}, 10s}, {{9, 1}, 10s}, {{11, 0}, 20s}};
+    const struct {
+        std::uint8_t page, subPage;
+        seconds period;
+    } cases[] = {{0, 0, 1s}, {1, 0, 10s}, {2, 1, 10s}, {3, 0, 10s}, {4, 0, 5s},  {4, 1, 5s},
+                 {5, 0, 1s}, {6, 0, 10s}, {7, 0, 10s}, {8, 0, 10s}, {9, 1, 10s}, {11, 0, 20s}};
     startUp();
     StdoutCapture silence;
-    for (const auto& [position, period] : cases) {
-        const auto [page, subPage] = position;
+    for (const auto& [page, subPage, period] : cases) {
         const nanoseconds from = std::chrono::ceil<seconds>(gateway.monotonic());
         runUntil(from);
         show(page, subPage);
@@ -169,29 +168,6 @@ TEST_F(PageLoop, ARedrawThatIsDueComesBeforeTheIdleTimeOut) {
     EXPECT_EQ(outputOf(pageLoopPass), "system is rebooting\n");
     EXPECT_EQ(gateway.brightness(), "0");
     EXPECT_TRUE(isBlank(gateway));
-}
-
-TEST_F(PageLoop, AClockThatCannotBeReadNeitherRedrawsNorDarkens) {
-    startUp();
-    gateway.failCall(sim::Call::ClockGettime, EINVAL, 1, true);
-    flood();
-    runUntil(start + 100s);
-    EXPECT_TRUE(flooded());
-    gateway.clearFaults();
-    expectDarkFrom(start + 100s);
-}
-
-TEST_F(PageLoop, NeitherTheWallClockNorAWrapAt32BitsDisturbsRedrawsAndIdleTime) {
-    constexpr seconds wrap{1LL << 32};
-    gateway.setMonotonic(wrap - 30s);
-    startUp();
-    runUntil(wrap);
-    gateway.setWallClock(86'399);
-    flood();
-    runUntil(wrap + 1s + pollPeriod);
-    EXPECT_TRUE(golden::matches(shown(gateway), "64/clock-midnight-on-lit"));
-    gateway.setWallClock(4'000'000'000);
-    expectDarkFrom(wrap + 30s);
 }
 
 } // namespace

@@ -1,15 +1,13 @@
 #include "app/screen.h"
 
-#include "tests/pages/shown.h"
 #include "tests/support/gateway_test.h"
-#include "tests/support/golden.h"
 
 #include <cerrno>
 
 namespace {
 
 struct PanelCase {
-    const char* folder; // of its goldens
+    const char* name;
     sim::Panel panel;
     sim::Backlight own;
     sim::Backlight other;
@@ -38,14 +36,6 @@ TEST_P(Screen, TheBacklightLevelGoesToTheFileOfTheFittedPanel) {
     EXPECT_EQ(gateway.brightness(GetParam().other), untouched);
 }
 
-TEST_P(Screen, StartsBlankWithinABorder) {
-    for (const std::uint8_t before : {std::uint8_t{0x00}, std::uint8_t{0xff}}) {
-        gateway.fillPicture(before);
-        EXPECT_EQ(outputOf(initScreen), "");
-        EXPECT_TRUE(golden::matches(shown(gateway), std::string(GetParam().folder) + "/border"));
-    }
-}
-
 const PanelCase panelCases[] = {
     {"64", sim::panel64, sim::Backlight::Ssd1306, sim::Backlight::St7565,
      sim::Path::BacklightSsd1306, "fail to open SSD1306 backlight file\n"},
@@ -54,6 +44,6 @@ const PanelCase panelCases[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Panels, Screen, testing::ValuesIn(panelCases),
-                         [](const auto& suite) { return suite.param.folder; });
+                         [](const auto& suite) { return suite.param.name; });
 
 } // namespace

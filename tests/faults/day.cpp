@@ -86,6 +86,7 @@ class Day {
 
     void goThroughTheDay() {
         note(panel->settle());
+        result.started = panel->running();
         for (const char* line : {"link up", "ppp0 up", "signal 20"}) {
             gateway.sendLogLine(line);
         }
@@ -100,12 +101,16 @@ class Day {
         walkTheCycle();
         pass(61s);
         press();
+        result.rebootedUnasked = gateway.popenCount() > 0;
         if (options.panel.height == sim::panel64.height) {
             press(10'500ms);
             pass(21s);
             pass(61s); // off the reboot page by the idle rule
             press();
         }
+        // The last memory of the day that is asked for.
+        gateway.sendLogLine("longer than a string holds without memory of its own");
+        pass(1s);
         walk::restoreFacts(gateway);
     }
 
@@ -132,6 +137,7 @@ class Day {
         // Once around: cascade and model are read with the gateway's and the identity page only.
         walkTheCycle();
         result.clockFound = walk::findTheClock(gateway, *panel, options.clockPage);
+        const std::uint32_t reboots = gateway.popenCount();
         result.pages = walk::collectPages(gateway, *panel, options.clockPage);
         if (stop()) {
             return;
@@ -144,7 +150,7 @@ class Day {
         pass(61s);
         result.darkens = gateway.brightness() == "0";
         press();
-        const std::uint32_t reboots = gateway.popenCount();
+        result.rebootedUnasked = result.rebootedUnasked || gateway.popenCount() > reboots;
         press(10'500ms);
         result.rebootAnswered = gateway.popenCount() > reboots;
     }
@@ -161,9 +167,7 @@ class Day {
 } // namespace
 
 std::string describe(const Failure& failure) {
-    static constexpr const char* libraryCalls[] = {"malloc", "read", "pthread_attr_init",
-                                                   "pthread_attr_setdetachstate",
-                                                   "pthread_attr_setstacksize"};
+    static constexpr const char* libraryCalls[] = {"malloc", "read"};
     std::string text = failure.call ? name(*failure.call)
                                     : libraryCalls[static_cast<std::size_t>(failure.libraryCall)];
     if (failure.call && failure.path != sim::Path::None) {

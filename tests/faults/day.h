@@ -34,10 +34,12 @@ struct CallCounts {
 
 struct DayResult {
     bool reached = false;          // the call that was to fail was made
+    bool started = false;          // the process lived to see its first page
     bool stuck = false;            // the process neither slept nor ended
     std::optional<int> status;     // as waitpid gives it, when the process ended during the day
     std::string errors;            // its standard error
     bool singletonRefused = false; // the memory of one of the two singletons was refused
+    bool rebootedUnasked = false;  // before the long press of the day or, later, of its aftermath
 
     // After the day, without failures:
     std::vector<picture::Bitmap> pages; // the whole cycle, from the clock on

@@ -65,9 +65,6 @@ struct LibraryKind {
 constexpr LibraryKind libraryKinds[] = {
     {sim::LibraryCall::Malloc, {ENOMEM, 0, 0}},
     {sim::LibraryCall::Read, {EIO, EINTR, EAGAIN}},
-    {sim::LibraryCall::AttrInit, {ENOMEM, 0, 0}},
-    {sim::LibraryCall::AttrSetDetachState, {EINVAL, 0, 0}},
-    {sim::LibraryCall::AttrSetStackSize, {EINVAL, 0, 0}},
 };
 
 // Which of `count` occurrences fail, each once.
@@ -141,7 +138,8 @@ bool mayEnd(const Failure& failure, const DayResult& result) {
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
     // Want of memory for one of the two singletons.
-    return result.singletonRefused && result.errors.find("std::bad_alloc") != std::string::npos;
+    return !result.started && result.singletonRefused &&
+           result.errors.find("std::bad_alloc") != std::string::npos;
 }
 
 // Devices that are opened once in the life of the process: while they are missing at that moment
@@ -170,6 +168,9 @@ const char* findHarm(const Failure& failure, const DayResult& result, const DayR
     }
     if (!result.canaryIntact) {
         return "bytes behind the video memory were written";
+    }
+    if (result.rebootedUnasked) {
+        return "it rebooted unasked";
     }
     if (missesButton(failure)) {
         return result.darkens ? nullptr : "the backlight rule stopped with the button";

@@ -1,13 +1,12 @@
 // Log messages of any length and contents, through the real queue onto the page.
 
 #include "app/log_receiver.h"
-#include "pages/log_store.h"
+#include "app/log_store.h"
 #include "pages/pages.h"
 #include "sim/gateway.h"
 #include "tests/fuzz/fuzz_gateway.h"
 #include "tests/fuzz/fuzz_screen.h"
 
-#include <cstring>
 #include <string>
 
 namespace {
@@ -17,6 +16,7 @@ sim::Gateway& gateway() {
     static const bool attached = [] {
         fuzz::attachInRealTime(sandbox);
         GUI_Init();
+        pthread_mutex_init(&logStore.logMutex, nullptr);
         return openLogQueue() == 0;
     }();
     fuzz::require(attached, "attached");
@@ -36,9 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             fuzz::require(gateway().takeLogLine(), "a message that is too long stays");
             continue;
         }
-        fuzz::require(logStore.lines.size() <= LogLines::kept, "at most two lines");
-        fuzz::require(std::strncmp(logStore.lines[0], text.c_str(), logLineLength) == 0,
-                      "the newest line stands first");
+        fuzz::require(logStore.lines.size() <= LogStore::kept, "at most two lines");
+        fuzz::require(logStore.lines.front() == text.c_str(), "the newest line stands first");
         drawSimLogPage(5, 0);
     }
     fuzz::require(gateway().canaryIntact(), "nothing is written behind the video memory");

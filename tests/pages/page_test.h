@@ -3,6 +3,7 @@
 // The ground of tests that draw pages as the page loop does.
 
 #include "app/log_receiver.h"
+#include "app/log_store.h"
 #include "app/page_table.h"
 #include "app/screen.h"
 #include "tests/pages/shown.h"
@@ -11,7 +12,9 @@
 
 class PageTest : public GatewayTest {
   protected:
-    explicit PageTest(sim::Panel panel = sim::panel64) : GatewayTest(panel) {}
+    explicit PageTest(sim::Panel panel = sim::panel64) : GatewayTest(panel) {
+        pthread_mutex_init(&logStore.logMutex, nullptr);
+    }
 
     // A redraw by the timer, over what is shown.
     void redraw(std::uint8_t page, std::uint8_t subPage = 0) {

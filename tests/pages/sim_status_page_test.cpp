@@ -36,8 +36,6 @@ TEST_F(SimStatusPage, DoesNotAskWhileItSaysThatItIsScanning) {
 
 TEST_F(SimStatusPage, SaysOnceThatItIsScanning) {
     enter(simStatusPage);
-    EXPECT_TRUE(golden::matches(shown(gateway), "64/sim-scanning"));
-    EXPECT_EQ(gateway.transcript().size(), 0U);
     enter(simStatusPage, 1);
     enter(simStatusPage); // the first draw behind the address, so no question yet
     EXPECT_TRUE(golden::matches(shown(gateway), "64/sim-status-title"));

@@ -5,7 +5,8 @@
 //
 // Prints a line at each checkpoint and fails when private memory grew after the warm-up, a
 // descriptor leaked, a page differs from that of a freshly started daemon, or the loop or the clock
-// page allocates.
+// page allocates more than tzset's copy of its file's name. The daemon runs in the machine's zone:
+// with TZ set tzset does nothing after its first call.
 
 #include "tests/pages/shown.h"
 #include "tests/support/cycle_walk.h"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <string>
@@ -97,11 +99,18 @@ void changeSomething(sim::Gateway& gateway, std::mt19937& random) {
     }
 }
 
+sim::ProcessOptions inTheZoneOfTheMachine() {
+    sim::ProcessOptions options;
+    options.timeZone.reset();
+    return options;
+}
+
 // The daemon on its gateway, with a count of its allocations.
 struct Life {
     Life()
         : failures(gateway),
-          panel(gateway, PANELD_PROGRAM, std::string(PANELD_FAILURES) + ":" + PANELD_INTERPOSER) {
+          panel(gateway, PANELD_PROGRAM, std::string(PANELD_FAILURES) + ":" + PANELD_INTERPOSER,
+                inTheZoneOfTheMachine()) {
         panel.settle();
     }
 
@@ -134,8 +143,8 @@ struct Life {
 class Soak {
   public:
     explicit Soak(const Plan& soakPlan) : plan(soakPlan), random(soakPlan.seed) {
-        clock = walk::clockGolden(life.gateway.panel());
         Life fresh;
+        clock = shown(fresh.gateway);
         expected = fresh.pages(clock);
     }
 
@@ -192,12 +201,14 @@ class Soak {
         walk::findTheClock(life.gateway, life.panel, clock);
         const std::uint64_t before = life.allocations();
         const std::uint64_t passes = life.gateway.control().sleeps.main;
-        life.panel.advance(50s);
+        constexpr std::uint64_t redraws = 50;
+        life.panel.advance(std::chrono::seconds(redraws));
         const std::uint64_t made = life.allocations() - before;
         std::printf("on the clock page: %llu allocations in %llu passes of the loop\n",
                     static_cast<unsigned long long>(made),
                     static_cast<unsigned long long>(life.gateway.control().sleeps.main - passes));
-        require(made == 0 && before > 0, "the loop allocates, or its allocations are not counted");
+        require(made <= redraws, "the loop allocates");
+        require(made > 0, "its allocations are not counted");
     }
 
     void require(bool held, const char* what) {
@@ -226,6 +237,7 @@ bool take(std::string_view text, Number& number) {
 } // namespace
 
 int main(int count, char** arguments) {
+    unsetenv("TZ");
     Plan plan;
     for (int i = 1; i + 1 < count; i += 2) {
         const std::string_view option = arguments[i];

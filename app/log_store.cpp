@@ -1,0 +1,3 @@
+#include "app/log_store.h"
+
+LogStore logStore;
