@@ -94,12 +94,6 @@ const Trouble troubles[] = {
     {"too long",
      [](auto& gateway, auto& file) { gateway.writeFile(file.path, file.holding("2") + " "); },
      notParsed, true},
-    {"gigabytes of nothing",
-     [](auto& gateway, auto& file) {
-         EXPECT_EQ(truncate(gateway.place(file.path).c_str(), 3'000'000'000), 0);
-         gateway.touchFile(file.path);
-     },
-     notParsed, true},
     {"worth a complaint for every character",
      [](auto& gateway, auto& file) {
          gateway.writeFile(file.path, "<a><!--" + std::string(99'999, '-'));
