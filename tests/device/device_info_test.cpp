@@ -163,6 +163,7 @@ TEST_F(DeviceInfoTest, ALineThatTakesNoOutputIsGivenUpAfterTenSeconds) {
     DeviceInfo::instance()->getModemStatus(&status);
     EXPECT_NEAR(static_cast<double>(std::time(nullptr) - start), 10, 1);
     EXPECT_EQ(*status, (ModemStatus{0, 0, -1, 0, 0}));
+    EXPECT_EQ(gateway.calls(sim::Call::Write, sim::Path::ModemPort), 1U); // no other command
     EXPECT_EQ(gateway.calls(sim::Call::Close, sim::Path::ModemPort), 1U);
     closeModemPort(line);
 }

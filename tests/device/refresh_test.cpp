@@ -94,12 +94,6 @@ const Trouble troubles[] = {
     {"too long",
      [](auto& gateway, auto& file) { gateway.writeFile(file.path, file.holding("2") + " "); },
      notParsed, true},
-    {"gigabytes of nothing",
-     [](auto& gateway, auto& file) {
-         EXPECT_EQ(truncate(gateway.place(file.path).c_str(), 3'000'000'000), 0);
-         gateway.touchFile(file.path);
-     },
-     notParsed, true},
     {"worth a complaint for every character",
      [](auto& gateway, auto& file) {
          gateway.writeFile(file.path, "<a><!--" + std::string(99'999, '-'));
@@ -122,7 +116,8 @@ const Trouble troubles[] = {
     {"packed",
      [](auto& gateway, auto& file) {
          const std::string place = gateway.place(file.path);
-         std::system(("gzip -f " + place + " && mv " + place + ".gz " + place).c_str());
+         ASSERT_EQ(std::system(("gzip -f " + place + " && mv " + place + ".gz " + place).c_str()),
+                   0);
          gateway.touchFile(file.path);
      },
      notParsed, true},
