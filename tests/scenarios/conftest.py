@@ -9,6 +9,7 @@ presses, changes and looks. Time passes by `pass_` alone: at once on the simulat
 """
 
 import pathlib
+import re
 import sys
 
 import pytest
@@ -19,7 +20,7 @@ sys.path.insert(0, str(TOP / "desk"))
 import gateway as desk  # noqa: E402
 import picture  # noqa: E402
 
-STEP = 0.05             # seconds between two looks
+STEP = 0.1              # seconds between two looks
 DRAW_LIMIT = 8.0        # for a picture that follows a key; an emulated machine takes its time
 REFRESH = 12.0          # the slow pages are redrawn every ten seconds
 ASK_LIMIT = 25.0        # until the modem has been asked twice at most
@@ -38,9 +39,8 @@ def has_text(rows: list[str], text: str) -> bool:
     font, wide = picture.body_font(), picture.GLYPH_WIDTH
     cells = ["".join(font[ord(letter)][line * wide:(line + 1) * wide] for letter in text)
              for line in range(picture.GLYPH_HEIGHT)]
-    return any(all(row[x:].startswith(cell) for row, cell in zip(rows[y:], cells))
-               for y in range(len(rows) - len(cells) + 1)
-               for x in range(len(rows[y])) if rows[y].startswith(cells[0], x))
+    pattern = re.compile(f".{{{len(rows[0]) - len(cells[0])}}}".join(map(re.escape, cells)))
+    return pattern.search("".join(rows)) is not None
 
 
 class WatchedGateway(desk.Gateway):
@@ -51,9 +51,9 @@ class WatchedGateway(desk.Gateway):
                       if page["reach"] in ("start", "press")]
 
     def sees(self, holds, limit: float) -> bool:
-        """Lets time pass until holds(rows of the panel)."""
+        """Lets time pass until holds()."""
         for _ in range(round(limit / STEP)):
-            if holds(self.picture()):
+            if holds():
                 return True
             self.pass_(STEP)
         return False
@@ -65,21 +65,21 @@ class WatchedGateway(desk.Gateway):
         if name == "clock":
             return self.wait_clock()
         expected = golden(self.lines, name)
-        return self.wait(lambda rows: rows == expected, f"{name}, '+' to be dark, '-' to be lit",
+        return self.wait(lambda: self.picture() == expected, f"{name}, '+' to be dark, '-' to be lit",
                          limit, lambda rows: picture.difference(rows, expected))
 
     def wait_text(self, *texts: str, limit: float = DRAW_LIMIT) -> None:
-        self.wait(lambda rows: all(has_text(rows, text) for text in texts), f"{texts}", limit)
+        self.wait(lambda: all(has_text(self.picture(), text) for text in texts), f"{texts}", limit)
 
     def wait_clock(self, name: str = "clock") -> None:
         """The clock page at the ordinary moment. The clock is set when the page is there; a busy
         machine may need several goes to draw it within the second."""
         expected = golden(self.lines, name)
         icon = [row[:CLOCK_ICON_WIDTH] for row in expected]
-        self.wait(lambda rows: [row[:CLOCK_ICON_WIDTH] for row in rows] == icon, "the clock page")
+        self.wait(lambda: [row[:CLOCK_ICON_WIDTH] for row in self.picture()] == icon, "the clock")
         for _ in range(CLOCK_TRIES):
             self.clock(desk.ORDINARY["clock"])
-            if self.sees(lambda rows: rows == expected, CLOCK_LIMIT):
+            if self.sees(lambda: self.picture() == expected, CLOCK_LIMIT):
                 return
         raise AssertionError(f"{name}:\n{picture.difference(self.picture(), expected)}")
 
@@ -92,7 +92,7 @@ class WatchedGateway(desk.Gateway):
         self.press(len(self.order))
 
     def wait_said(self, text: str) -> None:
-        self.wait(lambda _: self.said() is not None and text in self.output, f"{text!r} is said")
+        self.wait(lambda: text in (self.said(), self.output)[1], f"{text!r} is said")
 
 
 def pytest_addoption(parser) -> None:
@@ -102,9 +102,8 @@ def pytest_addoption(parser) -> None:
 
 
 def pytest_configure(config) -> None:
-    for line in __doc__.splitlines():
-        if line.lstrip().startswith("@"):
-            config.addinivalue_line("markers", line.strip(" @"))
+    for mark in ("panels", "kernel", "simulated", "everywhere"):
+        config.addinivalue_line("markers", f"{mark}: see conftest.py")
 
 
 def pytest_generate_tests(metafunc) -> None:

@@ -36,11 +36,11 @@ def test_start_shows_the_clock_lit_and_says_nothing(gateway):
     before = gateway.daemon()
     gateway.restart()
     assert gateway.daemon() not in (0, before)
-    gateway.wait(bordered, "a border")
+    gateway.wait(lambda: bordered(gateway.picture()), "a border")
     gateway.wait_clock()
     assert gateway.brightness() == LIT and gateway.said() == gateway.errors == ""
     shown = gateway.picture()
-    gateway.wait(lambda rows: rows != shown, "the clock goes on", 3)
+    gateway.wait(lambda: gateway.picture() != shown, "the clock goes on", 3)
 
 
 @pytest.mark.everywhere
@@ -66,11 +66,11 @@ def test_a_minute_without_keys_darkens_the_panel(gateway):
     start = gateway.now()[1]
     gateway.pass_(57)
     assert gateway.brightness() == LIT
-    gateway.wait(lambda _: gateway.brightness() == OFF, "dark")
+    gateway.wait(lambda: gateway.brightness() == OFF, "dark")
     if gateway.simulated:
         assert 58.7 <= gateway.now()[1] - start <= 60
     if gateway.lines == 64:
-        gateway.wait(blank, "a blank panel")
+        gateway.wait(lambda: blank(gateway.picture()), "a blank panel")
         gateway.press(held=LONG_PRESS)     # consumed: it lights the panel and does not reboot
         gateway.wait_clock()
     else:
@@ -98,7 +98,7 @@ def test_nine_seconds_are_a_short_press_and_ten_reboot(gateway):
     gateway.wait_page("ethernet1-address")
     gateway.press(held=LONG_PRESS)
     gateway.wait_page("reboot")
-    gateway.wait(lambda _: gateway.reboots() == 1, "a reboot is asked for", 60)
+    gateway.wait(lambda: gateway.reboots() == 1, "a reboot is asked for", 60)
     gateway.wait_said(REBOOTING)
 
 
@@ -126,7 +126,7 @@ def test_a_reset_comes_back_to_the_clock(gateway):
 def test_a_killed_daemon_comes_back(gateway):
     gateway.go("ethernet1-address")
     gateway.signal(9)
-    gateway.wait(lambda _: gateway.daemon() != 0, "another daemon")
+    gateway.wait(lambda: gateway.daemon() != 0, "another daemon")
     gateway.wait_clock()
     gateway.go("ethernet1-address")
     gateway.wait_page("ethernet1-address")
