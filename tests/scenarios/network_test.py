@@ -88,6 +88,6 @@ def test_a_card_with_another_file_system_fills_and_loses_its_folder(gateway):
     gateway.go("tf-card")
     gateway.wait_text(*(f"{int((count >> 10) * size / 1024 + 0.5):05d}MB"
                         for count in (blocks, free)), limit=REFRESH)
-    gateway.sh("umount /media/mmcblk0p1; rmdir /media/mmcblk0p1")
+    gateway.mount(False)
     gateway.wait_page("tf-card-none", REFRESH)
     gateway.wait_said("can not get tf card info\n")
