@@ -5,29 +5,21 @@ from conftest import REFRESH
 from gateway import ORDINARY, ordinary_file
 
 SYS_XML = "/zelkora/Config/sys.xml"
-NO_CARD = ("00000MB",)
 
 
-def test_addresses_change(gateway):
+def test_addresses_change_and_outlive_the_cable(gateway):
+    gateway.cable("eth1", False)
     gateway.go("ethernet1-address")
+    gateway.wait_page("ethernet1-address")
     gateway.address("eth1", "172.16.254.100/20")
     gateway.wait_text("172.16.254.100", limit=REFRESH)
     gateway.press()
     gateway.wait_text("255.255.240.0")
-    gateway.press()
-    gateway.wait_page("ethernet2-address")
     gateway.address("eth0", None)
-    gateway.wait_text("N/A", limit=REFRESH)
+    gateway.press()
+    gateway.wait_text("N/A")
     gateway.address("eth0", ORDINARY["addresses"]["eth0"])
-    gateway.go_round()
-    gateway.wait_page("ethernet2-address")
-
-
-def test_addresses_outlive_the_cable(gateway):
-    gateway.cable("eth1", False)
-    gateway.go("ethernet1-address")
-    gateway.wait_page("ethernet1-address")
-    assert gateway.facts()["interfaces"]["eth1"]["cable"] is False
+    gateway.wait_page("ethernet2-address", REFRESH)
 
 
 @pytest.mark.panels(64)
@@ -39,7 +31,7 @@ def test_an_interface_that_is_down_and_an_alias(gateway):
     gateway.go("ethernet1-address")
     gateway.wait_page("ethernet1-address")
     gateway.go("ethernet2-address", "ethernet1-address")
-    gateway.wait_text("N/A")                   # an alias is another interface
+    gateway.wait_text("N/A")               # an alias is another interface
 
 
 @pytest.mark.panels(64)
@@ -49,8 +41,6 @@ def test_the_mobile_link_comes_and_goes(gateway):
     gateway.wait_page("sim-address-none")
     gateway.address("ppp0", ORDINARY["addresses"]["ppp0"])
     gateway.wait_page("sim-address", REFRESH)
-    gateway.press()
-    gateway.wait_page("sim-netmask")
 
 
 @pytest.mark.panels(64)
@@ -72,22 +62,18 @@ def test_a_card_goes_and_another_comes(gateway):
     gateway.card([128, 96])
     gateway.wait_text("00128MB", "00096MB", limit=REFRESH)
     gateway.mount(False)
-    gateway.wait_text("00000MB", limit=REFRESH)
-    gateway.mount(True)
-    gateway.wait_text("00128MB", "00096MB", limit=REFRESH)
+    gateway.wait_page("tf-card-none", REFRESH)
+    gateway.wait_said("can not get tf card info\n")
 
 
 @pytest.mark.panels(64)
 @pytest.mark.kernel("the card of the simulated gateway is two figures")
-def test_a_card_with_another_file_system_fills_and_loses_its_folder(gateway):
+def test_a_card_with_another_file_system_fills(gateway):
     gateway.mount(False)
     gateway.sh("mkfs.vfat /dev/mmcblk0p1")
     gateway.mount(True)
-    gateway.sh("cd /media/mmcblk0p1 && fallocate -l 64M some || dd if=/dev/zero of=some bs=1M count=64")
+    gateway.sh("dd if=/dev/zero of=/media/mmcblk0p1/films bs=1M count=64")
     blocks, free, size = map(int, gateway.sh("stat -f -c '%b %a %S' /media/mmcblk0p1")[1].split())
     gateway.go("tf-card")
     gateway.wait_text(*(f"{int((count >> 10) * size / 1024 + 0.5):05d}MB"
                         for count in (blocks, free)), limit=REFRESH)
-    gateway.mount(False)
-    gateway.wait_page("tf-card-none", REFRESH)
-    gateway.wait_said("can not get tf card info\n")
