@@ -26,6 +26,7 @@ constexpr const char* pathNames[] = {
     "sn.xml",
     "main-version.conf",
     "Channel-template.xml",
+    "/etc/localtime",
     "other configuration",
 };
 

@@ -20,6 +20,9 @@ namespace sim {
 inline constexpr const char* gatewayVariable = "PANELD_GATEWAY";
 inline constexpr const char* controlFileName = "control";
 
+// The zone of the gateway's clock.
+inline constexpr const char* zoneFile = "/etc/localtime";
+
 inline constexpr Nanoseconds nanosecondsPerSecond = 1'000'000'000;
 
 // The calls that the interposer stands in for, variants of one call taken together. Calls on paths
@@ -66,6 +69,7 @@ enum class Path : std::uint8_t {
     SnXml,            // /zelkora/Config/system/sn.xml
     VersionFile,      // /zelkora/Config/version/main-version.conf
     ChannelTemplate,  // /zelkora/Config/Channel-template.xml
+    ZoneFile,         // /etc/localtime
     OtherConfig,      // anything else under /zelkora/
 };
 inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::OtherConfig) + 1;
