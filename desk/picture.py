@@ -9,7 +9,7 @@ import struct
 import zlib
 
 FONTS = pathlib.Path(__file__).resolve().parents[1] / "gui" / "fonts"
-BODY_SHEETS = ("mono6x12_ascii.art", "mono6x12_gb.art")
+BODY, BODY_PAIRS, TITLE = "mono6x12_ascii.art", "mono6x12_gb.art", "mono10x19_ascii.art"
 
 WIDTH = 128
 GLYPH_WIDTH, GLYPH_HEIGHT = 6, 12
@@ -89,25 +89,46 @@ def difference(rows: list[str], expected: list[str]) -> str:
     return "\n".join("".join(marks[pair] for pair in zip(*both)) for both in zip(rows, expected))
 
 
+def written(rows: list[str], text: str) -> bool:
+    """Whether an ASCII text stands anywhere, in body letters or as a title, plain or reversed."""
+    exchanged = str.maketrans("#.", ".#")
+    for sheet in (BODY, TITLE):
+        plain = ["".join(parts) for parts in zip(*(font(sheet)[ord(letter)] for letter in text))]
+        for look in (plain, [row.translate(exchanged) for row in plain]):
+            if stands_in(rows, look):
+                return True
+    return False
+
+
+def stands_in(rows: list[str], part: list[str]) -> bool:
+    """Whether a smaller picture is found in it."""
+    tell_tale = max(range(len(part)), key=lambda y: part[y].count(".#"))
+    for top in range(len(rows) - len(part) + 1):
+        left = -1
+        while (left := rows[top + tell_tale].find(part[tell_tale], left + 1)) >= 0:
+            if all(rows[top + y].startswith(row, left) for y, row in enumerate(part)):
+                return True
+    return False
+
+
 @functools.cache
-def body_font() -> dict[int, str]:
-    """Code in GB2312 -> rows of the body font's glyph, joined."""
+def font(sheet: str) -> dict[int, list[str]]:
+    """Code in GB2312 -> rows of the glyph."""
     glyphs = {}
-    for name in BODY_SHEETS:
-        for sheet in (FONTS / name).read_text(encoding="utf-8").split("@ ")[1:]:
-            head, *rows = sheet.splitlines()
-            glyphs[int(head.split()[0], 16)] = "".join(rows[:GLYPH_HEIGHT])
+    for entry in (FONTS / sheet).read_text(encoding="utf-8").split("@ ")[1:]:
+        head, *rows = entry.splitlines()
+        glyphs[int(head.split()[0], 16)] = [row for row in rows if set(row) <= {"#", "."}]
     return glyphs
 
 
 @functools.cache
 def body_glyphs() -> dict[str, str]:
     """Joined rows -> the ASCII character that they show."""
-    return {cell: chr(code) for code, cell in body_font().items() if code < 0x80}
+    return {"".join(rows): chr(code) for code, rows in font(BODY).items()}
 
 
 def lacking(data: bytes) -> list[str]:
     """The characters of a GB2312 text that the body font lacks, each once."""
-    letters = dict.fromkeys(data.decode("gb2312", errors="replace"))
-    return [letter for letter in letters if letter not in "\r\n" and int.from_bytes(
-        letter.encode("gb2312", errors="replace"), "big") not in body_font()]
+    return [letter for letter in dict.fromkeys(data.decode("gb2312"))
+            if int.from_bytes(letter.encode("gb2312"), "big")
+            not in font(BODY) | font(BODY_PAIRS)]
