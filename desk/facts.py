@@ -99,8 +99,8 @@ class Facts:
         self._gateway.address(name, None if self._address(name) else address)
         if not self._address(name):
             return f"{name} has {address.split('/')[0]} again"
-        lost = "has lost its address" if name != "ppp0" else "is gone, data link down"
-        return f"{name} {lost}; N/A leaves the ends of a longer text until a press"
+        lost = "has lost its address" if name != "ppp0" else "is gone"
+        return f"{name} {lost}; ends of the longer text stay until a press"
 
     def set_address(self, request: str) -> str:
         name, *rest = request.split() or [""]
@@ -216,8 +216,8 @@ class Facts:
             return f"not sent: {error}"
         if not self._gateway.post(data):
             return "not sent: the queue is full"
-        missing = "".join(lacking(data))
-        return f"sent to the log: {line}" + (f" (the font lacks {missing})" if missing else "")
+        missing = ", ".join(f"'{letter}'" for letter in lacking(data))
+        return "sent to the log" + (f", the font lacks {missing}: " if missing else ": ") + line
 
     # --- How things stand ---
 

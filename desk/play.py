@@ -27,12 +27,12 @@ class PlayError(Exception):
 
 def modem(fact: str, value: str) -> Act:
     if fact not in ORDINARY["modem"]:
-        raise ValueError(f"no fact '{fact}': {', '.join(ORDINARY['modem'])}")
+        raise ValueError(f"no fact '{fact}' but {', '.join(ORDINARY['modem'])}")
     words = MODEM_WORDS.get(fact)
     if words is None:
         return call("modem", {fact: type(ORDINARY["modem"][fact])(value)})
     if value not in words:
-        raise ValueError(f"no {fact} '{value}': {', '.join(words)}")
+        raise ValueError(f"no {fact} '{value}' but {', '.join(words)}")
     return call("modem", {fact: value == "true" if fact == "present" else value})
 
 
@@ -96,8 +96,8 @@ ACTS: dict[str, tuple[str, str, Callable[..., Act]]] = {
     "log": ("TEXT", r"(.*)", lambda text: call("post", panel_bytes(text))),
     "zone": ("NAME, such as Europe/Berlin", r"(\S+)", zone),
     "clock": ("YYYY-MM-DD HH:MM:SS", r"(.+)", clock),
-    "restart": ("nothing", "", lambda: call("restart")),
-    "show": ("nothing", "", lambda: show),
+    "restart": ("", "", lambda: call("restart")),
+    "show": ("", "", lambda: show),
     "save": ("FILE.png", r"(.+\.png)", save),
 }
 
@@ -126,7 +126,7 @@ def act_of(word: str, rest: str = "") -> Act:
             raise ValueError(f"'{rest}'")
         return act(*found.groups())
     except ValueError as error:
-        raise ValueError(f"{word}: {error}; expected: {word} {form}") from None
+        raise ValueError(f"{word}: {error}; expected: {word} {form}".rstrip()) from None
 
 
 def play(gateway: Gateway, acts: list[tuple[int, Act]]) -> int:

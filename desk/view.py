@@ -28,7 +28,7 @@ FRONT_HELP = [("spc", "short press (or Enter)"), ("h", "hold for ten seconds, or
               ("a", "change an address"), ("f", "rewrite, break, delete a file"),
               ("l", "send a line to the log"), ("j", "straight to a page"), ("q", "quit")]
 NOTES = ["Nothing here reaches this machine. On the virtual gateway a reboot and the",
-         "other panel make the facts ordinary again. ./run --help lists what else runs.",
+         "other panel make the facts ordinary again. ./run --help tells of more.",
          "Any key closes this help."]
 
 
