@@ -4,11 +4,13 @@ The verbs stand in docs/gateway.md; each is a method here: `gateway.cable("eth1"
 """
 
 import json
+import os
 import pathlib
 import subprocess
 
 TOP = pathlib.Path(__file__).resolve().parents[1]
-SIMULATED = [str(TOP / "build/release/sim/gateway")]
+BUILD = pathlib.Path(os.environ.get("PANELD_BUILD", TOP / "build/release"))
+SIMULATED = [str(BUILD / "sim/gateway")]
 VIRTUAL = [str(TOP / "vm/gateway")]
 
 PAGES = json.loads((TOP / "desk/pages.json").read_text())

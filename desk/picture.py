@@ -122,13 +122,19 @@ def font(sheet: str) -> dict[int, list[str]]:
 
 
 @functools.cache
+def body_font() -> dict[int, str]:
+    """Code in GB2312 -> rows of the body font's glyph, joined."""
+    return {code: "".join(rows) for sheet in (BODY, BODY_PAIRS)
+            for code, rows in font(sheet).items()}
+
+
+@functools.cache
 def body_glyphs() -> dict[str, str]:
     """Joined rows -> the ASCII character that they show."""
-    return {"".join(rows): chr(code) for code, rows in font(BODY).items()}
+    return {cell: chr(code) for code, cell in body_font().items() if code < 0x80}
 
 
 def lacking(data: bytes) -> list[str]:
     """The characters of a GB2312 text that the body font lacks, each once."""
     return [letter for letter in dict.fromkeys(data.decode("gb2312"))
-            if int.from_bytes(letter.encode("gb2312"), "big")
-            not in font(BODY) | font(BODY_PAIRS)]
+            if int.from_bytes(letter.encode("gb2312"), "big") not in body_font()]

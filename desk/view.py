@@ -11,6 +11,7 @@ FRAME = 2               # columns and rows that the frame takes
 LABEL_WIDTH = 12
 FACT_WIDTH = 40
 BESIDE_WIDTH = 46
+ENTRY_WIDTH = 38        # of the help
 UPRIGHT_KEYS = 13       # columns
 KEY_ROWS = 2
 SMALLEST = (80, 24)
@@ -87,6 +88,12 @@ def choose_layout(columns: int, rows: int, lines: int, facts: int,
         if layout:
             return layout
     return choose_layout(columns, rows, lines, facts, None) if wanted else None
+
+
+def help_area(columns: int, rows: int, entries: int) -> Area:
+    """In the middle of the terminal: two columns of entries, a blank row, the notes."""
+    wide, high = 2 * ENTRY_WIDTH + 4, -(-entries // 2) + len(NOTES) + 3
+    return Area(max((columns - wide) // 2, 0), max((rows - high) // 2, 0), wide, high)
 
 
 @dataclasses.dataclass
@@ -220,18 +227,14 @@ class View:
             x = area.left + area.columns if upright else x + whole + 2
 
     def _draw_help(self, entries: list[tuple[str, str]], columns: int, rows: int) -> None:
-        entry_width = 38
-        half = -(-len(entries) // 2)
-        area = Area(max((columns - 2 * entry_width - 4) // 2, 0),
-                    max((rows - half - len(NOTES) - 3) // 2, 0), 2 * entry_width + 4,
-                    half + len(NOTES) + 3)
+        area, half = help_area(columns, rows, len(entries)), -(-len(entries) // 2)
         for y in range(area.top, area.top + area.rows):
             self._put(area.left, y, area.columns, "")
         self._draw_frame(area)
         for index, (key, meaning) in enumerate(entries):
-            x, y = area.left + 2 + index // half * entry_width, area.top + 1 + index % half
+            x, y = area.left + 2 + index // half * ENTRY_WIDTH, area.top + 1 + index % half
             self._put(x, y, 4, key, curses.A_BOLD)
-            self._put(x + 4, y, entry_width - 5, meaning)
+            self._put(x + 4, y, ENTRY_WIDTH - 5, meaning)
         for y, note in enumerate(NOTES, area.top + half + 2):
             self._put(area.left + 2, y, area.columns - 4, note, curses.A_DIM)
 
