@@ -7,10 +7,11 @@ import threading
 import time
 from collections.abc import Callable
 
-from facts import FACT_KEYS, FILES, Facts, clock_text
+from acts import FILES, act_of, clock_text, note_of
+from facts import FACT_KEYS, Facts, Row
 from gateway import BUTTON, Gateway, GatewayError, pages
 from picture import WIDTH
-from view import FRONT_HELP, Shown, View
+from view import FRONT_HELP, View
 from walk import page_shown
 
 FRAME = 0.05                # seconds between two looks at the panel
@@ -25,14 +26,8 @@ REMARKS = 200
 FACT_ROWS = 10
 TYPED_LIMIT = 200
 CLEAR, REDRAW, ESCAPE = "\x15", "\x0c", "\x1b"
-
-
-@dataclasses.dataclass
-class Prompt:
-    """A question that takes the next keys: a line of text, or one of some keys."""
-    question: str
-    done: Callable[[str], None]
-    typed: str | None = None
+SAME_KEYS = {curses.KEY_UP: "+", curses.KEY_DOWN: "-", "\n": " ", "\r": " ", curses.KEY_ENTER: " "}
+STATES = {"r": "new", "b": "broken", "d": "gone", "o": "original"}
 
 
 class Desk:
@@ -40,26 +35,24 @@ class Desk:
     thread waits for it and nobody else speaks to it."""
 
     def __init__(self, start: Callable[[int], Gateway], lines: int, virtual: bool) -> None:
-        self.remarks: list[tuple[str, str]] = []    # as they are shown, and who says it
+        self.remarks: list[tuple[str, str]] = []    # as they are shown, and how
         self._said: list[tuple[str, str, int]] = []
         self.gateway: Gateway | None = None
         self.facts: Facts | None = None
         self.lines = lines
         self._virtual = virtual
-        self.pid = self.reboots = self._known_reboots = 0
         self._begin(lambda: self._boot(start), "the gateway starts")
 
     # --- Starting, rebooting ---
 
     def _begin(self, work: Callable[[], None], doing: str) -> None:
         self.pressed_at: float | None = None
-        self.holding = False
+        self._holding = False
         self._target: dict | None = None
         self.backlight: int | None = 0
         self.rows = ["." * WIDTH] * self.lines
-        self._doing = doing
+        self._doing, self._began = doing, time.monotonic()
         self._failure: Exception | None = None
-        self._began = time.monotonic()
         self._starter: threading.Thread | None = threading.Thread(
             target=self._guarded, args=[work], daemon=True)
         self._starter.start()
@@ -71,7 +64,7 @@ class Desk:
             if self._virtual or not self.facts:
                 self.facts = Facts(self.gateway)
             self.look_aside()
-            self._known_reboots = self.reboots
+            self._known_reboots = self._reboots
         except Exception as failure:  # raised again by the thread that draws
             self._failure = failure
 
@@ -92,10 +85,10 @@ class Desk:
     def notice(self) -> str:
         if self.busy:
             return f"{self._doing} - {time.monotonic() - self._began:.0f} s"
-        if not self.pid:
+        if not self._pid:
             return "paneld does not run - r starts it again"
         return ("a real gateway would restart now - r starts paneld again"
-                if self.reboots > self._known_reboots else "")
+                if self._reboots > self._known_reboots else "")
 
     def poll(self) -> None:
         """Moves the finger when it is time to, looks at the gateway and follows its reboot."""
@@ -106,8 +99,8 @@ class Desk:
                 raise self._failure
             self._starter = None
             self.remark(f"paneld started, {self.lines}-line panel")
-        if self.pressed_at is not None and time.monotonic() - self.pressed_at > (
-                LONG_PRESS if self.holding else SHORT_PRESS):
+        if self.pressed_at and time.monotonic() - self.pressed_at > (
+                LONG_PRESS if self._holding else SHORT_PRESS):
             self.let_go()
         rebooting = self._hear()
         self.rows, self.backlight = self.gateway.picture(), self.gateway.brightness()
@@ -120,88 +113,69 @@ class Desk:
     def look_aside(self) -> None:
         self._looked_aside = time.monotonic()
         self.facts.look()
-        self.pid, self.reboots = self.gateway.daemon(), self.gateway.reboots()
+        self._pid, self._reboots = self.gateway.daemon(), self.gateway.reboots()
+
+    def fact_rows(self) -> list[Row]:
+        reboots = {0: "", 1: ", 1 reboot"}.get(self._reboots, f", {self._reboots} reboots")
+        return [*self.facts.rows(), ("Daemon", (f"pid {self._pid}" if self._pid else "not running")
+                                     + reboots, bool(self._pid))]
+
+    # --- What is said ---
 
     def _hear(self) -> bool:
         """Takes what the daemon has said; whether it has asked for a reboot."""
         said = self.gateway.said_both()
-        for speaker, text in zip(("daemon", "errors"), said):
+        for look, text in zip(("plain", "bad"), said):
             for line in text.splitlines():
                 if line.strip(" ^"):    # the XML library marks a place by a caret below it
-                    self.remark(line, speaker)
+                    self.remark(f"paneld: {line}", look)
         return REBOOTING in said[0]
 
-    def remark(self, text: str, speaker: str = "desk") -> None:
+    def remark(self, text: str, look: str = "quiet") -> None:
         """The same words again and again are counted."""
         count = 1
-        if self._said and self._said[-1][:2] == (text, speaker):
+        if self._said and self._said[-1][:2] == (text, look):
             count += self._said.pop()[2]
             self.remarks.pop()
-        self._said.append((text, speaker, count))
+        self._said.append((text, look, count))
         clock = clock_text(self.facts.clock).split()[1] + " " if self.facts else ""
-        name = "" if speaker == "desk" else "paneld: "
-        times = f" ({count} times)" if count > 1 else ""
-        self.remarks.append((f"{clock}{name}{text}{times}", speaker))
+        self.remarks.append((clock + text + (f" ({count} times)" if count > 1 else ""), look))
         del self._said[:-REMARKS], self.remarks[:-REMARKS]
 
-    # --- Keys ---
+    # --- What is done ---
 
-    def press_shortly(self) -> None:
+    def do(self, line: str) -> None:
+        """An act; what comes of it is remarked."""
+        try:
+            act_of(line)(self.gateway)
+            self.facts.heed(line)
+            note = note_of(line)
+            self.remark(line + (f" ({note})" if note else ""))
+        except (ValueError, GatewayError) as error:
+            self.remark(f"not done: {error}")
+        self.look_aside()
+
+    def press(self, holding: bool = False) -> None:
         self.let_go()
-        self._press()
+        self.gateway.key(BUTTON, 1)
+        self.pressed_at, self._holding = time.monotonic(), holding
 
     def toggle_hold(self) -> None:
-        holding = self.holding
-        self.let_go()
-        if not holding:
-            self._press()
-            self.holding = True
-
-    def _press(self) -> None:
-        self.gateway.key(BUTTON, 1)
-        self.pressed_at = time.monotonic()
+        if self._holding:
+            self.let_go()
+        else:
+            self.press(holding=True)
 
     def let_go(self) -> None:
-        if self.pressed_at is not None:
+        if self.pressed_at:
             self.gateway.key(BUTTON, 0)
-        self.pressed_at = None
-        self.holding = False
+        self.pressed_at, self._holding = None, False
 
     def button(self) -> str:
-        if not self.holding:
-            return " (●) button " if self.pressed_at is not None else " (○) button "
+        if not self._holding:
+            return " (●) button " if self.pressed_at else " (○) button "
         held = time.monotonic() - self.pressed_at
         return f" (●) held {held:.1f} s {'- long' if held >= 10 else 'of 10'} "
-
-    def go_to(self, name: str) -> None:
-        """Presses until the page is there whose name begins so."""
-        self._target = next((page for page in pages(self.lines) if page["name"].startswith(name)),
-                            None)
-        if not self._target:
-            names = ", ".join(page["name"] for page in pages(self.lines))
-            self.remark(f"no page '{name}': {names}")
-        elif self._target["reach"] == "hold":
-            self._target = None
-            self.toggle_hold()
-        self._presses = 2 * len(pages(self.lines))
-        self._stands = self._left = None
-
-    def _step_on(self) -> None:
-        if not self._target or self.pressed_at is not None:
-            return
-        page = page_shown(self.rows) or {}
-        stands = (page.get("page"), page.get("subPage"), bool(self.backlight))
-        if stands != self._stands:      # perhaps half drawn
-            self._stands = stands
-        elif stands == (self._target["page"], self._target["subPage"], True):
-            self._target = None
-        elif stands != self._left and self._presses:
-            self._left, self._left_at = stands, time.monotonic()
-            self._presses -= 1
-            self._press()
-        elif not self._presses or time.monotonic() - self._left_at > STEP_LIMIT:
-            self.remark(f"{self._target['title']}: not reached by pressing")
-            self._target = None
 
     def restart(self) -> None:
         self.let_go()
@@ -209,30 +183,65 @@ class Desk:
 
     def switch_panel(self) -> None:
         self.let_go()
-        self.lines = 96 - self.lines
+        self.lines = 32 if self.lines == 64 else 64
         self._begin(lambda: self.gateway.panel(self.lines), "the gateway starts")
 
-    def daemon_text(self) -> str:
-        reboots = {0: "", 1: ", 1 reboot"}.get(self.reboots, f", {self.reboots} reboots")
-        return (f"pid {self.pid}" if self.pid else "not running") + reboots
+    def go_to(self, name: str) -> None:
+        """Presses until the page is there whose name begins so."""
+        listed = pages(self.lines)
+        self._target = next((page for page in listed if page["name"].startswith(name)), None)
+        self._presses = 2 * len(listed)
+        self._stands = self._left = None
+        if not self._target:
+            self.remark(f"no page '{name}': {', '.join(page['name'] for page in listed)}")
+        elif self._target["reach"] == "hold":
+            self._target = None
+            self.press(holding=True)
+
+    def _step_on(self) -> None:
+        if not self._target or self.pressed_at:
+            return
+        page = page_shown(self.rows)
+        stands = (page and (page["page"], page["subPage"]), bool(self.backlight))
+        if stands != self._stands:      # perhaps half drawn
+            self._stands = stands
+        elif stands == ((self._target["page"], self._target["subPage"]), True):
+            self._target = None
+        elif stands != self._left and self._presses:
+            self._left, self._left_at = stands, time.monotonic()
+            self._presses -= 1
+            self.press()
+        elif not self._presses or time.monotonic() - self._left_at > STEP_LIMIT:
+            self.remark(f"{self._target['title']}: not reached by pressing")
+            self._target = None
+
+
+@dataclasses.dataclass
+class Prompt:
+    """A question that takes the next keys: so many, or a line of text."""
+    question: str
+    done: Callable[[str], None]
+    typed: str = ""
+    keys: int = 0
+
+    def line(self) -> str:
+        return f"{self.question} {self.typed}_"
 
 
 class Front:
     """Turns keys into what the desk does."""
 
     def __init__(self, desk: Desk, title: str, wanted_cells: str | None) -> None:
-        self.desk = desk
-        self._title = title
-        self._cells = wanted_cells
-        self._prompt: Prompt | None = None
-        self._help = False
+        self.desk, self.title, self.cells = desk, title, wanted_cells
+        self.prompt: Prompt | None = None
+        self.help: list[tuple[str, str]] = []
 
     def run(self, screen) -> None:
         view = View(screen)
         screen.timeout(int(FRAME * 1000))
         while True:
             self.desk.poll()
-            view.draw(self._shown(), self._cells)
+            view.draw(self)
             with contextlib.suppress(curses.error):     # no key in time
                 key = screen.get_wch()
                 if key == REDRAW:
@@ -240,97 +249,66 @@ class Front:
                 elif key != curses.KEY_RESIZE and not self._take(key):
                     return
 
-    def _shown(self) -> Shown:
-        desk = self.desk
-        facts = [("", "", True)] * FACT_ROWS
-        if desk.facts and not desk.busy:
-            facts = [*desk.facts.rows(), ("Daemon", desk.daemon_text(), bool(desk.pid))]
-        prompt = self._prompt
-        entries = [*FRONT_HELP, *((key, words) for key, (words, _) in FACT_KEYS.items())]
-        return Shown(desk.rows, f" paneld, {desk.lines} lines{self._title} ", desk.button(),
-                     desk.pressed_at is not None, desk.backlight, facts, desk.remarks,
-                     desk.notice, prompt.question if prompt else "",
-                     prompt.typed if prompt else None, entries if self._help else None)
+    def facts(self) -> list[Row]:
+        return [("", "", True)] * FACT_ROWS if self.desk.busy else self.desk.fact_rows()
 
-    def _take(self, key) -> bool:
+    def _take(self, key: str | int) -> bool:
         """False when the key asks for the end."""
-        if self._help:
-            self._help = False
-        elif self._prompt:
-            self._answer(key)
+        if self.help:
+            self.help = []
+        elif self.prompt:
+            self._answer(self.prompt, key)
         elif key == "q":
             return False
         elif key == "?":
-            self._help = True
+            self.help = [*FRONT_HELP, *((key, words) for key, (words, _) in FACT_KEYS.items())]
         elif not self.desk.busy:
-            self._command({curses.KEY_UP: "+", curses.KEY_DOWN: "-", curses.KEY_ENTER: " ",
-                           "\n": " ", "\r": " "}.get(key, key))
+            self._command(SAME_KEYS.get(key, key))
         return True
 
-    def _command(self, key) -> None:
-        desk, facts = self.desk, self.desk.facts
-        plain = {" ": desk.press_shortly, "h": desk.toggle_hold, "s": desk.switch_panel,
-                 "r": desk.restart, "f": self._ask_file}
-        asked = {"a": ("Interface, address, netmask:", facts.set_address, facts.proposed_address()),
-                 "l": ("Log line:", facts.send_line, ""),
-                 "j": ("Page, by the beginning of its name:", desk.go_to, "")}
+    def _command(self, key: str | int) -> None:
+        desk = self.desk
+        plain = {" ": desk.press, "h": desk.toggle_hold, "s": desk.switch_panel, "r": desk.restart}
+        prompts = {
+            "a": lambda: Prompt("Interface, address/prefix:", lambda text: desk.do(
+                f"address {text}"), desk.facts.proposed_address()),
+            "l": lambda: Prompt("Log line:", lambda text: desk.do(f"log {text}")),
+            "j": lambda: Prompt("Page, by the beginning of its name:", desk.go_to),
+            "f": lambda: Prompt("  ".join(f"{number} {name}" for number, name in enumerate(
+                FILES, 1)) + "; r new  b broken  d gone  o original:", self._change_file, keys=2)}
         if key in FACT_KEYS:
-            self._change(lambda: FACT_KEYS[key][1](facts))
+            desk.do(FACT_KEYS[key][1](desk.facts))
         elif key in plain:
             plain[key]()
-        elif key in asked:
-            question, done, proposal = asked[key]
-            self._prompt = Prompt(question, lambda text: self._change(lambda: done(text)), proposal)
+        elif key in prompts:
+            self.prompt = prompts[key]()
 
-    def _change(self, act: Callable[[], str | None]) -> None:
-        try:
-            remark = act()
-        except GatewayError as error:
-            remark = str(error)
-        if remark:
-            self.desk.remark(remark)
-        self.desk.look_aside()
+    def _change_file(self, keys: str) -> None:
+        numbered = {str(number): name for number, name in enumerate(FILES, 1)}
+        if keys[0] in numbered and keys[1] in STATES:
+            self.desk.do(f"file {numbered[keys[0]]} {STATES[keys[1]]}")
 
-    def _ask_file(self) -> None:
-        names = list(FILES)
-        numbered = "  ".join(f"{number} {name}" for number, name in enumerate(names, 1))
-
-        def chosen(key) -> None:
-            if key in ("1", "2", "3", "4"):
-                self._ask_state(names[int(key) - 1])
-        self._prompt = Prompt(f"{numbered}  Esc back", chosen)
-
-    def _ask_state(self, name: str) -> None:
-        states = {"r": "new", "b": "broken", "d": "gone", "o": ""}
-
-        def chosen(key) -> None:
-            if key in states:
-                self._change(lambda: self.desk.facts.set_file(name, states[key]))
-        self._prompt = Prompt(f"{name}: r rewrite  b break  d delete  o original  Esc back", chosen)
-
-    def _answer(self, key) -> None:
-        prompt = self._prompt
-        if prompt.typed is None or key in ("\n", "\r", curses.KEY_ENTER):
-            self._prompt = None
-            if not self.desk.busy:
-                prompt.done(prompt.typed if prompt.typed is not None else key)
-        elif key == ESCAPE:
-            self._prompt = None
-        elif key in ("\x7f", "\b", curses.KEY_BACKSPACE):
+    def _answer(self, prompt: Prompt, key: str | int) -> None:
+        ended = key in ("\n", "\r", curses.KEY_ENTER)
+        if key in ("\x7f", "\b", curses.KEY_BACKSPACE):
             prompt.typed = prompt.typed[:-1]
         elif key == CLEAR:
             prompt.typed = ""
         elif isinstance(key, str) and key.isprintable() and len(prompt.typed) < TYPED_LIMIT:
             prompt.typed += key
+        if key == ESCAPE or ended or len(prompt.typed) == (prompt.keys or None):
+            self.prompt = None
+        if not self.prompt and key != ESCAPE and not self.desk.busy and (
+                len(prompt.typed) >= prompt.keys):
+            prompt.done(prompt.typed)
 
 
 def can_draw() -> bool:
     """Whether the terminal lets its cursor be placed; some are mere printers."""
-    try:
+    with contextlib.suppress(curses.error):
         curses.setupterm()
-    except curses.error:
-        return False
-    return curses.tigetstr("cup") is not None
+        return curses.tigetstr("cup") is not None
+    return False
 
 
 def run_front(start: Callable[[int], Gateway], lines: int, virtual: bool, title: str,

@@ -5,6 +5,7 @@ A picture is the list of the panel's rows from the top, '#' lit and '.' dark, as
 
 import functools
 import pathlib
+import re
 import struct
 import zlib
 
@@ -91,22 +92,11 @@ def difference(rows: list[str], expected: list[str]) -> str:
 
 def written(rows: list[str], text: str) -> bool:
     """Whether an ASCII text stands anywhere, in body letters or as a title, plain or reversed."""
-    exchanged = str.maketrans("#.", ".#")
     for sheet in (BODY, TITLE):
-        plain = ["".join(parts) for parts in zip(*(font(sheet)[ord(letter)] for letter in text))]
-        for look in (plain, [row.translate(exchanged) for row in plain]):
-            if stands_in(rows, look):
-                return True
-    return False
-
-
-def stands_in(rows: list[str], part: list[str]) -> bool:
-    """Whether a smaller picture is found in it."""
-    tell_tale = max(range(len(part)), key=lambda y: part[y].count(".#"))
-    for top in range(len(rows) - len(part) + 1):
-        left = -1
-        while (left := rows[top + tell_tale].find(part[tell_tale], left + 1)) >= 0:
-            if all(rows[top + y].startswith(row, left) for y, row in enumerate(part)):
+        look = ["".join(parts) for parts in zip(*(font(sheet)[ord(letter)] for letter in text))]
+        gap = f"[#.]{{{WIDTH - len(look[0])}}}"
+        for shown in (look, [row.translate({35: ".", 46: "#"}) for row in look]):
+            if re.search(gap.join(map(re.escape, shown)), "".join(rows)):
                 return True
     return False
 

@@ -1,9 +1,10 @@
 """Draws the desk on the terminal: the panel in its frame, how things stand, what was said, and what
 the keys do."""
 
+import contextlib
 import curses
-import dataclasses
 import unicodedata
+from typing import NamedTuple
 
 from picture import CELLS, WIDTH, cells
 
@@ -33,16 +34,14 @@ NOTES = ["Nothing here reaches this machine. On the virtual gateway a reboot and
          "Any key closes this help."]
 
 
-@dataclasses.dataclass
-class Area:
+class Area(NamedTuple):
     left: int
     top: int
     columns: int
     rows: int
 
 
-@dataclasses.dataclass
-class Layout:
+class Layout(NamedTuple):
     cells: str
     panel: Area
     facts: Area
@@ -96,147 +95,119 @@ def help_area(columns: int, rows: int, entries: int) -> Area:
     return Area(max((columns - wide) // 2, 0), max((rows - high) // 2, 0), wide, high)
 
 
-@dataclasses.dataclass
-class Shown:
-    """What is on the screen besides the panel's own picture."""
-    rows: list[str]                 # of the panel
-    title: str
-    button: str
-    pressed: bool
-    backlight: int | None
-    facts: list[tuple[str, str, bool]]
-    remarks: list[tuple[str, str]]  # text and speaker: "desk", "daemon", "errors"
-    notice: str = ""                # across the panel
-    question: str = ""
-    typed: str | None = None
-    help: list[tuple[str, str]] | None = None
+# Colours of the 256 and of the eight, and the background: the glass, or the terminal's own.
+COLOURS = {"lit": (195, curses.COLOR_CYAN, 16), "dark": (60, curses.COLOR_BLUE, 16),
+           "frame": (245, curses.COLOR_WHITE, -1), "bad": (203, curses.COLOR_RED, -1),
+           "label": (110, curses.COLOR_CYAN, -1)}
 
 
 class View:
     def __init__(self, screen) -> None:
         self._screen = screen
         curses.curs_set(0)
-        colours = curses.has_colors()
-        if colours:
+        self._looks = {"plain": 0, "strong": curses.A_BOLD, "quiet": curses.A_DIM,
+                       **dict.fromkeys(COLOURS, 0), "dark": curses.A_DIM}
+        if curses.has_colors():
             curses.use_default_colors()
             rich = curses.COLORS >= 256
-            for pair, (many, few, back) in enumerate(
-                    [(195, curses.COLOR_CYAN, 16), (60, curses.COLOR_BLUE, 16),
-                     (245, curses.COLOR_WHITE, -1), (203, curses.COLOR_RED, -1),
-                     (110, curses.COLOR_CYAN, -1)], 1):
-                curses.init_pair(pair, many if rich else few,
-                                 back if rich or back < 0 else curses.COLOR_BLACK)
-        pair = curses.color_pair if colours else lambda _: 0
-        self._lit, self._frame, self._label = pair(1), pair(3), pair(5)
-        self._dark = pair(2) | (0 if colours else curses.A_DIM)
-        self._bad = pair(4) | curses.A_BOLD
+            for pair, (name, (many, few, back)) in enumerate(COLOURS.items(), 1):
+                curses.init_pair(pair, many if rich else few, back if rich else min(back, 0))
+                self._looks[name] = curses.color_pair(pair)
+        self._looks["bad"] |= curses.A_BOLD
+        self._looks["notice"] = self._looks["bad"] | curses.A_REVERSE
 
-    def _put(self, left: int, top: int, columns: int, text: str, look: int = 0) -> None:
-        """Writes the text into so many columns, cut with an ellipsis or filled with blanks."""
+    def _put(self, left: int, top: int, text: str, look: str = "plain",
+             columns: int | None = None) -> None:
+        """Writes the text, cut with an ellipsis or filled with blanks to so many columns."""
         height, width = self._screen.getmaxyx()
-        columns = min(columns, width - left)
+        columns = min(columns_of(text) if columns is None else columns, width - left)
         if columns <= 0 or not 0 <= top < height:
             return
         text = "".join(letter if letter.isprintable() else " " for letter in text)
         while columns_of(text) > columns:
             text = text.rstrip("…")[:-1] + "…"
-        try:
-            self._screen.addstr(top, left, text + " " * (columns - columns_of(text)), look)
-        except curses.error:
-            pass    # the last corner of the screen cannot be written without scrolling
+        with contextlib.suppress(curses.error):     # the last corner, without scrolling
+            self._screen.addstr(top, left, text + " " * (columns - columns_of(text)),
+                                self._looks[look])
 
-    def draw(self, shown: Shown, wanted: str | None) -> None:
+    def draw(self, front) -> None:
+        """All of the front and its desk."""
         self._screen.erase()
         rows, columns = self._screen.getmaxyx()
-        layout = choose_layout(columns, rows, len(shown.rows), len(shown.facts), wanted)
+        desk, facts = front.desk, front.facts()
+        layout = choose_layout(columns, rows, desk.lines, len(facts), front.cells)
         if layout is None:
-            self._put(0, 0, columns, f"The terminal has {columns} x {rows} characters;")
-            self._put(0, 1, columns, "the panel needs {} x {}. q quits.".format(*SMALLEST))
+            self._put(0, 0, f"The terminal has {columns} x {rows} characters;")
+            self._put(0, 1, "the panel needs {} x {}. q quits.".format(*SMALLEST))
         else:
-            self._draw_panel(shown, layout)
-            self._draw_facts(shown, layout)
-            self._draw_keys(layout)
-            if shown.notice:
-                text = f"  {shown.notice}  "
-                area = layout.panel
-                self._put(area.left + max(0, (area.columns - len(text)) // 2),
-                          area.top + area.rows - FRAME, min(len(text), area.columns), text,
-                          self._bad | curses.A_REVERSE)
-            self._draw_remarks(shown, layout.remarks)
-            if shown.help:
-                self._draw_help(shown.help, columns, rows)
+            self._draw_panel(desk, layout, f" paneld, {desk.lines} lines{front.title} ")
+            self._draw_facts(facts, layout)
+            self._draw_keys(layout.keys)
+            self._draw_remarks(desk, front, layout.remarks)
+            if front.help:
+                self._draw_help(front.help, columns, rows)
         self._screen.refresh()
 
     def _draw_frame(self, area: Area) -> None:
-        bottom = area.top + area.rows - 1
-        self._put(area.left, area.top, area.columns, "┌" + "─" * (area.columns - 2) + "┐",
-                  self._frame)
-        for y in range(area.top + 1, bottom):
-            self._put(area.left, y, 1, "│", self._frame)
-            self._put(area.left + area.columns - 1, y, 1, "│", self._frame)
-        self._put(area.left, bottom, area.columns, "└" + "─" * (area.columns - 2) + "┘",
-                  self._frame)
+        window = self._screen.derwin(area.rows, area.columns, area.top, area.left)
+        window.erase()
+        window.attrset(self._looks["frame"])
+        window.box()
 
-    def _draw_panel(self, shown: Shown, layout: Layout) -> None:
-        area = layout.panel
-        bottom = area.top + area.rows - 1
+    def _draw_panel(self, desk, layout: Layout, title: str) -> None:
+        area, light = layout.panel, desk.backlight
+        bottom, right = area.top + area.rows - 1, area.left + area.columns - 2
         self._draw_frame(area)
-        for y, row in enumerate(cells(shown.rows, layout.cells), area.top + 1):
-            self._put(area.left + 1, y, area.columns - 2, row,
-                      self._lit if shown.backlight else self._dark)
-        self._put(area.left + 2, area.top, len(shown.title), shown.title, curses.A_BOLD)
-        self._put(area.left + 2, bottom, len(shown.button), shown.button,
-                  curses.A_BOLD if shown.pressed else 0)
-        light = f" backlight {shown.backlight}{'' if shown.backlight else ', dark'} "
-        self._put(area.left + area.columns - 2 - len(light), bottom, len(light), light,
-                  0 if shown.backlight else curses.A_DIM)
+        for y, row in enumerate(cells(desk.rows, layout.cells), area.top + 1):
+            self._put(area.left + 1, y, row, "lit" if light else "dark")
+        self._put(area.left + 2, area.top, title, "strong")
+        self._put(area.left + 2, bottom, desk.button(), "strong" if desk.pressed_at else "plain")
+        backlight = f" backlight {light} " if light else f" backlight {light}, dark "
+        self._put(right - len(backlight), bottom, backlight, "plain" if light else "quiet")
+        if desk.notice:
+            notice = f"  {desk.notice}  "
+            self._put(area.left + max(0, (area.columns - len(notice)) // 2), bottom - 1, notice,
+                      "notice", min(len(notice), area.columns))
 
-    def _draw_facts(self, shown: Shown, layout: Layout) -> None:
+    def _draw_facts(self, facts: list[tuple[str, str, bool]], layout: Layout) -> None:
         area = layout.facts
         width = area.columns // layout.fact_columns
-        for index, (label, value, good) in enumerate(shown.facts):
-            left = area.left + index // area.rows * width
-            top = area.top + index % area.rows
-            self._put(left, top, LABEL_WIDTH, label, self._label)
-            self._put(left + LABEL_WIDTH, top, width - LABEL_WIDTH - 1, value,
-                      0 if good else self._bad)
+        for index, (label, value, good) in enumerate(facts):
+            left, top = area.left + index // area.rows * width, area.top + index % area.rows
+            self._put(left, top, label, "label", LABEL_WIDTH)
+            self._put(left + LABEL_WIDTH, top, value, "plain" if good else "bad",
+                      width - LABEL_WIDTH - 1)
 
-    def _draw_remarks(self, shown: Shown, area: Area) -> None:
-        room = area.rows - bool(shown.question)
-        for y, (text, speaker) in enumerate(shown.remarks[-room:] if room else [], area.top):
-            self._put(area.left, y, area.columns, text,
-                      {"desk": curses.A_DIM, "errors": self._bad}.get(speaker, 0))
-        if shown.question:
-            line = shown.question + (f" {shown.typed}_" if shown.typed is not None else "")
+    def _draw_remarks(self, desk, front, area: Area) -> None:
+        room = area.rows - bool(front.prompt)
+        for y, (text, look) in enumerate(desk.remarks[-room:] if room else [], area.top):
+            self._put(area.left, y, text, look, area.columns)
+        if front.prompt:
+            line = front.prompt.line()
             while columns_of(line) > area.columns:
                 line = line[1:]
-            self._put(area.left, area.top + area.rows - 1, area.columns, line, curses.A_BOLD)
+            self._put(area.left, area.top + area.rows - 1, line, "strong", area.columns)
 
-    def _draw_keys(self, layout: Layout) -> None:
-        area = layout.keys
+    def _draw_keys(self, area: Area) -> None:
         upright = area.rows > KEY_ROWS
         x, y = area.left, area.top
         for keys, meaning in KEY_HINTS:
             whole = len(keys) + 1 + len(meaning)
-            if x > area.left and x + whole > area.left + area.columns:
+            if x > area.left and (upright or x + whole > area.left + area.columns):
                 x, y = area.left, y + 1
-            if y >= area.top + area.rows:
-                return
-            self._put(x, y, len(keys), keys, curses.A_BOLD)
-            self._put(x + len(keys) + 1, y, len(meaning), meaning)
-            x = area.left + area.columns if upright else x + whole + 2
+            self._put(x, y, keys, "strong")
+            self._put(x + len(keys) + 1, y, meaning)
+            x += whole + 2
 
     def _draw_help(self, entries: list[tuple[str, str]], columns: int, rows: int) -> None:
         area, half = help_area(columns, rows, len(entries)), -(-len(entries) // 2)
-        for y in range(area.top, area.top + area.rows):
-            self._put(area.left, y, area.columns, "")
         self._draw_frame(area)
         for index, (key, meaning) in enumerate(entries):
             x, y = area.left + 2 + index // half * ENTRY_WIDTH, area.top + 1 + index % half
-            self._put(x, y, 4, key, curses.A_BOLD)
-            self._put(x + 4, y, ENTRY_WIDTH - 5, meaning)
+            self._put(x, y, key, "strong")
+            self._put(x + 4, y, meaning)
         for y, note in enumerate(NOTES, area.top + half + 2):
-            self._put(area.left + 2, y, area.columns - 4, note, curses.A_DIM)
+            self._put(area.left + 2, y, note, "quiet")
 
 
 def columns_of(text: str) -> int:
