@@ -5,11 +5,12 @@ A picture is the list of the panel's rows from the top, '#' lit and '.' dark, as
 
 import functools
 import pathlib
+import re
 import struct
 import zlib
 
 FONTS = pathlib.Path(__file__).resolve().parents[1] / "gui" / "fonts"
-BODY_SHEETS = ("mono6x12_ascii.art", "mono6x12_gb.art")
+BODY, BODY_PAIRS, TITLE = "mono6x12_ascii.art", "mono6x12_gb.art", "mono10x19_ascii.art"
 
 WIDTH = 128
 GLYPH_WIDTH, GLYPH_HEIGHT = 6, 12
@@ -89,15 +90,32 @@ def difference(rows: list[str], expected: list[str]) -> str:
     return "\n".join("".join(marks[pair] for pair in zip(*both)) for both in zip(rows, expected))
 
 
+def written(rows: list[str], text: str) -> bool:
+    """Whether an ASCII text stands anywhere, in body letters or as a title, plain or reversed."""
+    for sheet in (BODY, TITLE):
+        look = ["".join(parts) for parts in zip(*(font(sheet)[ord(letter)] for letter in text))]
+        gap = f"[#.]{{{WIDTH - len(look[0])}}}"
+        for shown in (look, [row.translate({35: ".", 46: "#"}) for row in look]):
+            if re.search(gap.join(map(re.escape, shown)), "".join(rows)):
+                return True
+    return False
+
+
+@functools.cache
+def font(sheet: str) -> dict[int, list[str]]:
+    """Code in GB2312 -> rows of the glyph."""
+    glyphs = {}
+    for entry in (FONTS / sheet).read_text(encoding="utf-8").split("@ ")[1:]:
+        head, *rows = entry.splitlines()
+        glyphs[int(head.split()[0], 16)] = [row for row in rows if set(row) <= {"#", "."}]
+    return glyphs
+
+
 @functools.cache
 def body_font() -> dict[int, str]:
     """Code in GB2312 -> rows of the body font's glyph, joined."""
-    glyphs = {}
-    for name in BODY_SHEETS:
-        for sheet in (FONTS / name).read_text(encoding="utf-8").split("@ ")[1:]:
-            head, *rows = sheet.splitlines()
-            glyphs[int(head.split()[0], 16)] = "".join(rows[:GLYPH_HEIGHT])
-    return glyphs
+    return {code: "".join(rows) for sheet in (BODY, BODY_PAIRS)
+            for code, rows in font(sheet).items()}
 
 
 @functools.cache
@@ -108,6 +126,5 @@ def body_glyphs() -> dict[str, str]:
 
 def lacking(data: bytes) -> list[str]:
     """The characters of a GB2312 text that the body font lacks, each once."""
-    letters = dict.fromkeys(data.decode("gb2312", errors="replace"))
-    return [letter for letter in letters if letter not in "\r\n" and int.from_bytes(
-        letter.encode("gb2312", errors="replace"), "big") not in body_font()]
+    return [letter for letter in dict.fromkeys(data.decode("gb2312"))
+            if int.from_bytes(letter.encode("gb2312"), "big") not in body_font()]
