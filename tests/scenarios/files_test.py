@@ -77,7 +77,7 @@ def test_lines_come_two_a_second_and_the_newest_are_shown(gateway):
     gateway.pass_(3)
     assert not gateway.shows("line 9")
     gateway.wait_text("line 8", "line 9")
-    gateway.post("x" * 68)                     # with its ending zero one byte too many
+    gateway.post("x" * 69)                     # one byte too many
     gateway.post("never taken")
     gateway.pass_(3)
     assert gateway.shows("line 8", "line 9")
