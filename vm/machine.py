@@ -7,7 +7,6 @@ but a hub of its own. A machine is ended by its process handle and by nothing el
 import contextlib
 import dataclasses
 import json
-import os
 import pathlib
 import socket
 import subprocess
