@@ -23,6 +23,7 @@
 
 namespace {
 
+constexpr const char* portPath = "/dev/vport0p3";
 constexpr key_t queueKey = 80;
 constexpr std::size_t maxMessageText = 256; // more than the daemon takes, to send it too much
 
@@ -180,18 +181,14 @@ void serveOne(int port) {
 
 } // namespace
 
-int main(int count, char** arguments) {
-    if (count != 2) {
-        std::fprintf(stderr, "usage: agent PORT\n");
-        return 2;
-    }
+int main() {
     if (!createButton()) {
         std::perror("agent: button");
         return 1;
     }
-    const int port = open(arguments[1], O_RDWR | O_CLOEXEC);
+    const int port = open(portPath, O_RDWR | O_CLOEXEC);
     if (port < 0) {
-        std::perror(arguments[1]);
+        std::perror(portPath);
         return 1;
     }
     for (;;)

@@ -10,7 +10,7 @@ import re
 import stat
 import subprocess
 
-HERE = pathlib.Path(__file__).resolve().parent
+GUEST = pathlib.Path(__file__).resolve().parent / "guest"
 
 # What the gateway needs beyond the kernel itself. The modules that these depend on are found in
 # the modules; those that a driver asks for by name at run time are listed here too.
@@ -134,44 +134,32 @@ def add_program(archive: Archive, name: str, path: pathlib.Path, folders: list[p
         archive.link(loader, f"/lib/{os.path.basename(loader)}")
 
 
-def root_file_system(daemon: pathlib.Path, agent: pathlib.Path, busybox: pathlib.Path,
-                     modules: list[pathlib.Path], libraries: list[pathlib.Path],
-                     config: dict[str, str]) -> bytes:
-    """`config` holds the gateway's configuration files: path below the root -> content."""
+def make(place: pathlib.Path, libraries: list[pathlib.Path],
+         config: dict[str, str]) -> pathlib.Path:
+    """Writes `root.cpio` into the folder that scripts/system-image has filled; one that is the same
+    keeps its time. `config` holds the gateway's configuration files: path -> content."""
+    unpacked, daemon = place / "unpacked", place / "daemon" / "paneld"
+    if not daemon.exists():
+        raise SystemExit(f"{place} is not filled; run scripts/system-image {place.name} first")
     archive = Archive()
     for name in FOLDERS:
         archive.folder(name)
     archive.console("dev/console")
-    archive.file("bin/busybox", busybox.read_bytes(), executable=True)
+    archive.file("bin/busybox", (unpacked / "bin/busybox").read_bytes(), executable=True)
     archive.link("bin/sh", "busybox")
     archive.link("sbin/init", "../bin/busybox")
     archive.link("init", "sbin/init")
-    for path in sorted((HERE / "guest").rglob("*")):
-        if path.is_file():
-            archive.file(str(path.relative_to(HERE / "guest")), path.read_bytes(),
-                         executable=os.access(path, os.X_OK))
+    for path in sorted(path for path in GUEST.rglob("*") if path.is_file()):
+        archive.file(str(path.relative_to(GUEST)), path.read_bytes(), os.access(path, os.X_OK))
+    modules = modules_in_order(unpacked / "lib/modules", MODULES) + [place / "panel/panel.ko"]
     for path in modules:
         archive.file(f"lib/modules/{path.name}", path.read_bytes())
     archive.file("etc/modules", "".join(f"/lib/modules/{p.name}\n" for p in modules).encode())
-    archive.file("usr/sbin/agent", agent.read_bytes(), executable=True)
+    archive.file("usr/sbin/agent", (place / "agent").read_bytes(), executable=True)
     add_program(archive, "usr/sbin/paneld", daemon, libraries)
     for name, content in config.items():
         archive.file(name.lstrip("/"), content.encode())
-    return archive.finish()
-
-
-def make(place: pathlib.Path, libraries: list[pathlib.Path],
-         config: dict[str, str]) -> pathlib.Path:
-    """Writes `root.cpio` into the folder that scripts/system-image has filled; one that is the same
-    keeps its time."""
-    unpacked = place / "unpacked"
-    if not (place / "daemon" / "paneld").exists():
-        raise SystemExit(f"{place} is not filled; run scripts/system-image {place.name} first")
-    modules = modules_in_order(unpacked / "lib" / "modules", MODULES)
-    content = root_file_system(place / "daemon" / "paneld", place / "agent",
-                               unpacked / "bin" / "busybox",
-                               modules + [place / "panel" / "panel.ko"], libraries, config)
-    root = place / "root.cpio"
+    content, root = archive.finish(), place / "root.cpio"
     if not root.exists() or root.read_bytes() != content:
         root.write_bytes(content)
     return root

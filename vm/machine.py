@@ -1,10 +1,9 @@
-"""One virtual gateway: a QEMU process of ours, its agent, its panel and its button.
+"""One virtual gateway: a QEMU process of ours and the agent inside.
 
 Everything talks over sockets and files in the machine's own folder; the machine has no network
 but a hub of its own. A machine is ended by its process handle and by nothing else.
 """
 
-import contextlib
 import dataclasses
 import json
 import pathlib
@@ -31,10 +30,6 @@ class Kind:
     """What is started; its kernel and root file system are in `place`."""
     processor: str          # "amd64" or "armhf"
     lines: int              # 64 or 32
-
-    @property
-    def name(self) -> str:
-        return f"{self.processor}-{self.lines}"
 
     @property
     def place(self) -> pathlib.Path:
@@ -98,9 +93,6 @@ class Monitor:
         self.ask("query-status")    # its answer comes after what has happened before
         return self.resets
 
-    def close(self) -> None:
-        self._link.close()
-
 
 class Agent:
     """Speaks to the agent inside the machine; see agent.cpp for the verbs."""
@@ -143,9 +135,6 @@ class Agent:
         if status != 0:
             raise MachineError(f"{verb} {request!r}: {data.decode(errors='replace').strip()}")
         return data
-
-    def close(self) -> None:
-        self._link.close()
 
 
 class Machine:
@@ -207,8 +196,7 @@ class Machine:
 
     def meet_agent(self) -> None:
         """Waits until the agent inside answers; after a reset it is another one."""
-        with contextlib.suppress(AttributeError):
-            self.agent.close()
+        self.agent = None       # which closes its port
         self.agent = Agent(self.monitor)
         self.agent.do("sh", "true", BOOT_LIMIT)
 
@@ -226,8 +214,5 @@ class Machine:
         return self.agent.do("sh", script).decode(errors="replace")
 
     def close(self) -> None:
-        for part in ("monitor", "agent", "modem_port"):
-            with contextlib.suppress(AttributeError, OSError):
-                getattr(self, part).close()
         self._process.kill()
         self._process.wait()
