@@ -1,6 +1,7 @@
 #include "sim/panel_process.h"
 
 #include "sim/futex.h"
+#include "sim/places.h"
 
 #include <algorithm>
 #include <array>
@@ -114,8 +115,9 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
         {gatewayVariable, gateway_.folder()},
         {"LD_PRELOAD", interposer},
         // With a spare step in the path, for the interposer's tzset.
-        {"TZ",
-         options_.timeZone.empty() ? ":" + gateway_.folder() + "/." + zoneFile : options_.timeZone},
+        {"TZ", options_.timeZone.empty()
+                   ? ":" + gateway_.folder() + "/." + std::string(pathOf(Path::Zone))
+                   : options_.timeZone},
         // A program built with ASan otherwise refuses a preloaded object before its runtime.
         {"ASAN_OPTIONS", valueOf("ASAN_OPTIONS") + ":verify_asan_link_order=0"},
     };
