@@ -98,6 +98,7 @@ PanelProcess::PanelProcess(Gateway& gateway, const std::string& binary,
     clock.limit = clock.now.load();
     clock.settledAt = -1;
     gateway_.control().exitRequested = 0;
+    gateway_.control().libraryCaller = 0;
     start(binary, interposer);
 }
 
