@@ -52,7 +52,8 @@ enum class Call : std::uint8_t {
 };
 inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::PthreadCreate) + 1;
 
-// The places of the real gateway that are redirected into the sandbox; sim/places.h has their paths.
+// The places of the real gateway that are redirected into the sandbox; sim/places.h has their
+// paths.
 enum class Path : std::uint8_t {
     None, // no place of the gateway; as a fault's path: any
     Framebuffer,
