@@ -4,11 +4,13 @@ The verbs stand in docs/gateway.md; each is a method here: `gateway.cable("eth1"
 """
 
 import json
+import os
 import pathlib
 import subprocess
 
 TOP = pathlib.Path(__file__).resolve().parents[1]
-SIMULATED = [str(TOP / "build/release/sim/gateway")]
+BUILD = pathlib.Path(os.environ.get("PANELD_BUILD", TOP / "build/release"))
+SIMULATED = [str(BUILD / "sim/gateway")]
 VIRTUAL = [str(TOP / "vm/gateway")]
 
 PAGES = json.loads((TOP / "desk/pages.json").read_text())
@@ -17,6 +19,7 @@ ORDINARY = json.loads((TOP / "desk/ordinary.json").read_text())
 BUTTON = 256
 SHORT_PRESS = 0.1       # seconds
 LONG_PRESS = 10.5
+LOG_LINE = 68           # bytes that the daemon takes
 
 
 def pages(lines: int) -> list[dict]:
@@ -70,17 +73,20 @@ class Gateway:
         self.ask("write", path, as_text(data))
 
     def post(self, line: str | bytes, kind: int = 1) -> bool:
-        """A line of the log; the panel's text is GB2312. A zero ends it."""
+        """A line of the log; the panel's text is GB2312. A zero ends one that leaves room for it:
+        a longer message would stay in the queue."""
         data = line.encode("gb2312") if isinstance(line, str) else line
-        return self.ask("post", as_text(data + b"\0"), kind)
+        return self.ask("post", as_text(data.ljust(min(len(data) + 1, LOG_LINE), b"\0")), kind)
+
+    def said_both(self) -> list[str]:
+        """What the daemon has written since the last look: standard output, standard error."""
+        new = [text.encode("latin-1").decode(errors="replace") for text in self.ask("said")]
+        self.output += new[0]
+        self.errors += new[1]
+        return new
 
     def said(self) -> str:
-        """What the daemon has written on standard output since the last look."""
-        output, errors = (text.encode("latin-1").decode(errors="replace")
-                          for text in self.ask("said"))
-        self.output += output
-        self.errors += errors
-        return output
+        return self.said_both()[0]
 
     def press(self, times: int = 1, held: float = SHORT_PRESS) -> None:
         for _ in range(times):

@@ -7,10 +7,10 @@ namespace sim {
 namespace {
 
 constexpr const char* callNames[] = {
-    "open",   "close",     "write",     "ioctl",         "mmap",         "stat",
-    "access", "fopen",     "statfs",    "getifaddrs",    "freeifaddrs",  "msgget",
-    "msgrcv", "popen",     "pclose",    "clock_gettime", "gettimeofday", "usleep",
-    "select", "tcgetattr", "tcsetattr", "tcdrain",       "tcflush",      "pthread_create",
+    "open",    "close",         "write",          "ioctl",       "mmap",   "stat",      "access",
+    "fopen",   "statfs",        "getifaddrs",     "freeifaddrs", "msgget", "msgrcv",    "popen",
+    "pclose",  "clock_gettime", "gettimeofday",   "usleep",      "select", "tcgetattr", "tcsetattr",
+    "tcdrain", "tcflush",       "pthread_create", "malloc",      "read",
 };
 
 static_assert(std::size(callNames) == callCount);

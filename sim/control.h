@@ -49,10 +49,14 @@ enum class Call : std::uint8_t {
     TcDrain,
     TcFlush,
     PthreadCreate,
+    // Only with panel_failures.so preloaded as well:
+    Malloc, // malloc, calloc and realloc, those of the libraries included
+    Read,
 };
-inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::PthreadCreate) + 1;
+inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::Read) + 1;
 
-// The places of the real gateway that are redirected into the sandbox; sim/places.h has their paths.
+// The places of the real gateway that are redirected into the sandbox; sim/places.h has their
+// paths.
 enum class Path : std::uint8_t {
     None, // no place of the gateway; as a fault's path: any
     Framebuffer,
@@ -66,6 +70,7 @@ enum class Path : std::uint8_t {
     SnXml,
     VersionFile,
     ChannelTemplate,
+    Zone,    // of the gateway's clock
     Refused, // a path where devices and configuration live and that the table does not have
 };
 inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::Refused) + 1;
@@ -92,10 +97,8 @@ struct Clock {
 
 // Sleeps of the process through usleep and nanosleep.
 struct Sleeps {
-    std::atomic<std::uint64_t> main;         // by the main thread
-    std::atomic<std::uint64_t> others;       // by all other threads
-    std::atomic<std::uint64_t> mainLastUs;   // the last one's length
-    std::atomic<std::uint64_t> othersLastUs; // the last one's length
+    std::atomic<std::uint64_t> main;   // by the main thread
+    std::atomic<std::uint64_t> others; // by all other threads
 };
 
 // One planned failure.
@@ -210,12 +213,14 @@ struct ControlBlock {
     Clock clock;
     Sleeps sleeps;
     Fault faults[faultCount];
+    std::atomic<std::int32_t> libraryCaller;    // process whose library calls count; 0: none yet
+    std::atomic<std::uint64_t> watchedSizes[2]; // allocations of these sizes, bytes, ...
+    std::atomic<std::uint32_t> watchedRefused;  // ... set this to 1 when they are made to fail
     std::atomic<std::uint64_t> calls[callCount][pathCount]; // calls without a place count on None
     std::atomic<std::int32_t> lastOpenFlags[pathCount];
     PopenRecord popen;
     std::atomic<std::uint32_t> lineSettingsTotal; // tcsetattr calls on the modem port
     LineSettings lineSettings[lineSettingsCount]; // call i is at i % lineSettingsCount
-    std::atomic<std::uint32_t> modemDropped;      // `Modem::dropped`
     Transcript transcript;
     FactsLock factsLock;
     Facts facts;
@@ -231,6 +236,10 @@ static_assert(std::atomic<Nanoseconds>::is_always_lock_free);
 // Binds the interposer linked into this program to a control block, or to none with null. Every
 // redirected place is refused while there is none. Weak: a program without the interposer links.
 extern "C" __attribute__((weak)) void panel_gateway_attach(sim::ControlBlock* block);
+
+// Counts a call of the libraries, an allocation with its size. The errno with which the fault plan
+// wants it to fail, or 0. Weak.
+extern "C" __attribute__((weak)) int panel_gateway_count(sim::Call call, std::size_t size);
 
 // Lets the calling thread sleep on the clock of the attached control block, uncounted. Weak.
 extern "C" __attribute__((weak)) void panel_gateway_pass(sim::Nanoseconds duration);

@@ -1,10 +1,12 @@
 #include "sim/gateway.h"
 
+#include "sim/facts.h"
 #include "sim/places.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -38,9 +40,6 @@ constexpr std::uint16_t buttonCode = 256;
 constexpr std::size_t eventsKept = 63; // by the kernel, for each reader, in a ring of 64
 constexpr std::int32_t repetition = 2; // value of a key event
 
-// Monday 2024-03-04 09:05:03 UTC.
-constexpr std::time_t ordinaryWallClock = 1'709'543'103;
-constexpr std::chrono::seconds ordinaryUptime{1000};
 // Modification times count up from here, away from 0, which the daemon takes for "never read".
 constexpr std::time_t firstStamp = 1'700'000'000;
 
@@ -208,7 +207,9 @@ Gateway::Gateway(Panel panel) : lastStamp_(firstStamp) {
     sandbox_ = std::filesystem::canonical(folderName).string();
     makeControlBlock();
     makeQueue();
-    makeOrdinaryFacts(panel);
+    setPanel(panel);
+    setButtonPresent(true);
+    setOrdinary(*this);
 }
 
 Gateway::~Gateway() {
@@ -273,32 +274,6 @@ void Gateway::makeQueue() {
         }
     }
     fail("message queue");
-}
-
-void Gateway::makeOrdinaryFacts(Panel panel) {
-    setWallClock(ordinaryWallClock);
-    setMonotonic(ordinaryUptime);
-    setPanel(panel);
-    setButtonPresent(true);
-    setModemPresent(true);
-    editModem(ordinaryModem);
-    setTfCard(true);
-    setTfMegabytes(5000, 7600);
-    std::vector<InterfaceEntry> entries;
-    for (const char* interfaceName : {"lo", "eth0", "eth1", "ppp0"}) {
-        entries.push_back(interfaceEntry(interfaceName, AF_PACKET));
-    }
-    setInterfaceEntries(entries);
-    setInterface("lo", "127.0.0.1", "255.0.0.0");
-    setInterface("eth0", "192.168.1.10");
-    setInterface("eth1", "10.10.0.2");
-    setInterface("ppp0", "10.64.3.7", "255.255.255.255");
-    writeSysXml("192.168.1.1");
-    writeSnXml("SN20240001", "GW-100-L");
-    writeVersion("V1.2.3\n");
-    writeChannels({{.number = 1},
-                   {.number = 2, .baud = 115200, .parity = "Even"},
-                   {.number = 5, .baud = 2400, .dataSize = 7, .parity = "Odd", .stop = 2}});
 }
 
 // --- Clock ---
@@ -537,6 +512,10 @@ void Gateway::removeFile(std::string_view realPath) {
     std::filesystem::remove_all(place(realPath));
 }
 
+bool Gateway::exists(std::string_view realPath) const {
+    return std::filesystem::exists(place(realPath));
+}
+
 std::optional<std::string> Gateway::readFile(std::string_view realPath) const {
     const Descriptor file(place(realPath), O_RDONLY);
     if (!file.open()) {
@@ -620,6 +599,35 @@ bool Gateway::hasCable(std::string_view interfaceName) const {
     return entry != nullptr && (entry->flags & IFF_RUNNING) != 0;
 }
 
+bool Gateway::hasInterface(std::string_view interfaceName) const {
+    const std::lock_guard guard(block_->factsLock);
+    return entryOf(block_->facts.interfaces, interfaceName) != nullptr;
+}
+
+std::string Gateway::address(std::string_view interfaceName) const {
+    const std::lock_guard guard(block_->factsLock);
+    for (const InterfaceEntry& entry : block_->facts.interfaces) {
+        if (isIpv4Of(entry, interfaceName)) {
+            int prefix = 0;
+            for (const std::uint8_t byte : entry.netmask) {
+                prefix += std::popcount(byte);
+            }
+            std::array<char, INET_ADDRSTRLEN> text{};
+            inet_ntop(AF_INET, entry.address, text.data(), text.size());
+            return std::string(text.data()) + "/" + std::to_string(prefix);
+        }
+    }
+    return {};
+}
+
+void Gateway::setOnlyLinks(std::initializer_list<const char*> interfaceNames) {
+    std::vector<InterfaceEntry> entries;
+    for (const char* interfaceName : interfaceNames) {
+        entries.push_back(interfaceEntry(interfaceName, AF_PACKET));
+    }
+    setInterfaceEntries(entries);
+}
+
 void Gateway::setInterfaceEntries(std::span<const InterfaceEntry> entries) {
     if (entries.size() > interfaceCount) {
         throw std::length_error("too many interfaces");
@@ -652,7 +660,17 @@ void Gateway::setTfMounted(bool mounted) {
 }
 
 bool Gateway::tfInserted() const {
-    return std::filesystem::exists(place(tfDevice));
+    return exists(tfDevice);
+}
+
+bool Gateway::tfMounted() const {
+    return exists(tfMount);
+}
+
+std::pair<std::uint64_t, std::uint64_t> Gateway::tfMegabytes() const {
+    const std::lock_guard guard(block_->factsLock);
+    const TfFigures& tf = block_->facts.tf;
+    return {tf.blocks / blocksPerMegabyte, tf.blocksFree / blocksPerMegabyte};
 }
 
 void Gateway::setTfFigures(const TfFigures& figures) {
@@ -676,7 +694,7 @@ void Gateway::setModemPresent(bool present) {
 }
 
 bool Gateway::modemPresent() const {
-    return std::filesystem::exists(place(modemDevice));
+    return exists(modemDevice);
 }
 
 void Gateway::editModem(const std::function<void(ModemFacts&)>& edit) {
@@ -707,8 +725,7 @@ void addReply(ModemScript& script, const Reply& reply, std::size_t& steps, std::
         }
         script.steps[steps++] = {static_cast<std::uint32_t>(step.delay.count()),
                                  static_cast<std::uint32_t>(bytes),
-                                 static_cast<std::uint32_t>(step.bytes.size()),
-                                 static_cast<std::uint8_t>(step.hangUp ? 1 : 0)};
+                                 static_cast<std::uint32_t>(step.bytes.size()), step.hangUp};
         step.bytes.copy(script.bytes + bytes, step.bytes.size());
         bytes += step.bytes.size();
     }
@@ -749,14 +766,6 @@ std::string Gateway::sentToModem() const {
     std::string bytes;
     for (const Utterance& utterance : transcript()) {
         bytes += utterance.fromModem ? "" : utterance.bytes;
-    }
-    return bytes;
-}
-
-std::string Gateway::sentByModem() const {
-    std::string bytes;
-    for (const Utterance& utterance : transcript()) {
-        bytes += utterance.fromModem ? utterance.bytes : "";
     }
     return bytes;
 }

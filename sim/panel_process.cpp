@@ -1,6 +1,7 @@
 #include "sim/panel_process.h"
 
 #include "sim/futex.h"
+#include "sim/places.h"
 
 #include <algorithm>
 #include <array>
@@ -97,6 +98,7 @@ PanelProcess::PanelProcess(Gateway& gateway, const std::string& binary,
     clock.limit = clock.now.load();
     clock.settledAt = -1;
     gateway_.control().exitRequested = 0;
+    gateway_.control().libraryCaller = 0;
     start(binary, interposer);
 }
 
@@ -117,7 +119,11 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
         {"ASAN_OPTIONS", valueOf("ASAN_OPTIONS") + ":verify_asan_link_order=0"},
     };
     if (options_.timeZone) {
-        variables.emplace_back("TZ", *options_.timeZone);
+        // The gateway's own with a spare step in the path, for the interposer's tzset.
+        variables.emplace_back("TZ", options_.timeZone->empty()
+                                         ? ":" + gateway_.folder() + "/." +
+                                               std::string(pathOf(Path::Zone))
+                                         : *options_.timeZone);
     }
     variables.insert(variables.end(), options_.environment.begin(), options_.environment.end());
     std::vector<std::string> texts = environmentWith(variables);
@@ -188,6 +194,7 @@ PanelProcess::Wait PanelProcess::waitFor(Nanoseconds target) {
         // A full pipe would stop the process for ever.
         collect();
         if (!running()) {
+            clock.now = std::max(clock.now.load(), target); // time goes on without it
             return Wait::Exited;
         }
         if (realNow() > end) {
@@ -249,8 +256,8 @@ std::optional<int> PanelProcess::exitNormally() {
     return waitExit();
 }
 
-std::optional<int> PanelProcess::waitExit() {
-    const auto end = realNow() + options_.patience;
+std::optional<int> PanelProcess::waitExit(std::chrono::milliseconds patience) {
+    const auto end = realNow() + patience;
     while (running() && realNow() < end) {
         collect();
         realSleep(lookPeriod);

@@ -32,39 +32,18 @@ struct Kind {
 };
 
 constexpr Kind kinds[] = {
-    {sim::Call::Open, {ENOENT, EMFILE, EACCES}},
-    {sim::Call::Write, {EIO, ENOSPC, 0}},
-    {sim::Call::Ioctl, {ENODEV, EINVAL, 0}},
-    {sim::Call::Mmap, {ENODEV, ENOMEM, 0}},
-    {sim::Call::Stat, {ENOENT, EACCES, 0}},
-    {sim::Call::Access, {ENOENT, EACCES, 0}},
-    {sim::Call::Fopen, {ENOENT, EMFILE, 0}},
-    {sim::Call::Statfs, {ENOENT, EIO, 0}},
-    {sim::Call::GetIfAddrs, {ENOMEM, ENOBUFS, 0}},
-    {sim::Call::MsgGet, {ENOSPC, EACCES, 0}},
-    {sim::Call::MsgRcv, {EIDRM, EINTR, EACCES}},
-    {sim::Call::Popen, {ENOMEM, EAGAIN, 0}},
-    {sim::Call::Pclose, {ECHILD, 0, 0}},
-    {sim::Call::ClockGettime, {EINVAL, 0, 0}},
-    {sim::Call::GetTimeOfDay, {EINVAL, 0, 0}},
-    {sim::Call::Usleep, {EINTR, 0, 0}},
-    {sim::Call::Select, {EINTR, EBADF, ENOMEM}},
-    {sim::Call::TcGetAttr, {EIO, ENOTTY, 0}},
-    {sim::Call::TcSetAttr, {EIO, EINTR, 0}},
-    {sim::Call::TcDrain, {EIO, EINTR, 0}},
-    {sim::Call::TcFlush, {EIO, 0, 0}},
-    {sim::Call::Close, {EIO, EINTR, 0}},
-    {sim::Call::PthreadCreate, {EAGAIN, EPERM, 0}},
-};
-
-struct LibraryKind {
-    sim::LibraryCall call;
-    std::array<int, 3> errors;
-};
-
-constexpr LibraryKind libraryKinds[] = {
-    {sim::LibraryCall::Malloc, {ENOMEM, 0, 0}},
-    {sim::LibraryCall::Read, {EIO, EINTR, EAGAIN}},
+    {sim::Call::Open, {ENOENT, EMFILE, EACCES}}, {sim::Call::Write, {EIO, ENOSPC, 0}},
+    {sim::Call::Ioctl, {ENODEV, EINVAL, 0}},     {sim::Call::Mmap, {ENODEV, ENOMEM, 0}},
+    {sim::Call::Stat, {ENOENT, EACCES, 0}},      {sim::Call::Access, {ENOENT, EACCES, 0}},
+    {sim::Call::Statfs, {ENOENT, EIO, 0}},       {sim::Call::GetIfAddrs, {ENOMEM, ENOBUFS, 0}},
+    {sim::Call::MsgGet, {ENOSPC, EACCES, 0}},    {sim::Call::MsgRcv, {EIDRM, EINTR, EACCES}},
+    {sim::Call::Popen, {ENOMEM, EAGAIN, 0}},     {sim::Call::Pclose, {ECHILD, 0, 0}},
+    {sim::Call::ClockGettime, {EINVAL, 0, 0}},   {sim::Call::GetTimeOfDay, {EINVAL, 0, 0}},
+    {sim::Call::Usleep, {EINTR, 0, 0}},          {sim::Call::Select, {EINTR, EBADF, ENOMEM}},
+    {sim::Call::TcGetAttr, {EIO, ENOTTY, 0}},    {sim::Call::TcSetAttr, {EIO, EINTR, 0}},
+    {sim::Call::TcDrain, {EIO, EINTR, 0}},       {sim::Call::TcFlush, {EIO, 0, 0}},
+    {sim::Call::Close, {EIO, EINTR, 0}},         {sim::Call::PthreadCreate, {EAGAIN, EPERM, 0}},
+    {sim::Call::Malloc, {ENOMEM, 0, 0}},         {sim::Call::Read, {EIO, EINTR, EAGAIN}},
 };
 
 // Which of `count` occurrences fail, each once.
@@ -114,12 +93,6 @@ std::vector<Failure> listFailures(const faults::CallCounts& counts, bool full) {
                         counts.calls[static_cast<std::size_t>(kind.call)][path], full);
         }
     }
-    for (const LibraryKind& kind : libraryKinds) {
-        Failure failure;
-        failure.libraryCall = kind.call;
-        addFailures(failures, failure, kind.errors,
-                    counts.libraryCalls[static_cast<std::size_t>(kind.call)], full);
-    }
     return failures;
 }
 
@@ -133,7 +106,7 @@ bool mayEnd(const Failure& failure, const DayResult& result) {
         return WIFEXITED(status) && WEXITSTATUS(status) == 255;
     }
     // A thread takes memory, too.
-    const bool allocates = !failure.call && failure.libraryCall == sim::LibraryCall::Malloc;
+    const bool allocates = failure.call == sim::Call::Malloc;
     if (failure.call == sim::Call::PthreadCreate || (allocates && WIFEXITED(status))) {
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
@@ -145,7 +118,7 @@ bool mayEnd(const Failure& failure, const DayResult& result) {
 // Devices that are opened once in the life of the process: while they are missing at that moment
 // the panel stays dark, or the button dead, until the next start.
 bool missesFramebuffer(const Failure& failure) {
-    return failure.call && failure.path == sim::Path::Framebuffer;
+    return failure.path == sim::Path::Framebuffer;
 }
 bool missesButton(const Failure& failure) {
     return failure.call == sim::Call::Open && failure.path == sim::Path::Button;
