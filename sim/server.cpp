@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -299,10 +300,10 @@ template <typename Result, typename... Arguments, std::size_t... index>
 json answerBy(Result (*act)(Server&, Arguments...), Server& server, const json& arguments,
               std::index_sequence<index...> /*places*/) {
     if constexpr (std::is_void_v<Result>) {
-        act(server, arguments[index].template get<Arguments>()...);
+        act(server, arguments[index].template get<std::decay_t<Arguments>>()...);
         return {};
     } else {
-        return act(server, arguments[index].template get<Arguments>()...);
+        return act(server, arguments[index].template get<std::decay_t<Arguments>>()...);
     }
 }
 
@@ -343,22 +344,24 @@ const Verb verbs[] = {
     verb("pass", [](Server& server, double duration) { server.pass(duration); }),
     verb("clock", [](Server& server, double moment) { server.setClock(moment); }),
     verb("write",
-         [](Server& server, Text path, Text bytes) {
+         [](Server& server, const Text& path, const Text& bytes) {
              server.gateway().writeFile(checkedPath(path), bytesOf(bytes));
          }),
-    verb("remove", [](Server& server, Text path) { server.remove(checkedPath(path)); }),
-    verb("address", [](Server& server, Text interfaceName,
-                       json address) { setAddress(server.gateway(), interfaceName, address); }),
-    verb("cable", [](Server& server, Text interfaceName,
+    verb("remove", [](Server& server, const Text& path) { server.remove(checkedPath(path)); }),
+    verb("address",
+         [](Server& server, const Text& interfaceName, const json& address) {
+             setAddress(server.gateway(), interfaceName, address);
+         }),
+    verb("cable", [](Server& server, const Text& interfaceName,
                      bool plugged) { setCable(server.gateway(), interfaceName, plugged); }),
-    verb("card", [](Server& server, json card) { setCard(server.gateway(), card); }),
+    verb("card", [](Server& server, const json& card) { setCard(server.gateway(), card); }),
     verb("mount", [](Server& server, bool mounted) { setMount(server.gateway(), mounted); }),
     verb("modem",
-         [](Server& server, json changes) {
+         [](Server& server, const json& changes) {
              setModem(server.gateway(), changes);
              return factsOf(server.gateway())["modem"];
          }),
-    verb("post", [](Server& server, Text bytes,
+    verb("post", [](Server& server, const Text& bytes,
                     long type) { return server.gateway().sendLogBytes(bytesOf(bytes), type); }),
     verb("signal", [](Server& server, int number) { server.signal(number); }),
     verb("restart", [](Server& server) { server.start(); }),
@@ -408,22 +411,22 @@ void endRequests(int /*number*/) {
 } // namespace sim
 
 int main(int argumentCount, char** argumentTexts) {
-    CLI::App app("A simulated gateway with paneld on it; answers the requests of docs/gateway.md.");
-    sim::Arguments arguments;
-    app.add_option("--panel", arguments.panel, "lines of the panel: 64 or 32");
-    app.add_flag("--live", arguments.live, "real time; else time stands still between requests");
-    app.add_option("--paneld", arguments.paneld, "the daemon; else that of the same build");
-    CLI11_PARSE(app, argumentCount, argumentTexts);
-    for (const int number : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) {
-        struct sigaction action {};
-        action.sa_handler = sim::endRequests;
-        sigaction(number, &action, nullptr);
-    }
     try {
+        CLI::App app("A simulated gateway with paneld on it; answers what docs/gateway.md tells.");
+        sim::Arguments arguments;
+        app.add_option("--panel", arguments.panel, "lines of the panel: 64 or 32");
+        app.add_flag("--live", arguments.live, "real time; else time waits between requests");
+        app.add_option("--paneld", arguments.paneld, "the daemon; else that of the same build");
+        CLI11_PARSE(app, argumentCount, argumentTexts);
+        for (const int number : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) {
+            struct sigaction action {};
+            action.sa_handler = sim::endRequests;
+            sigaction(number, &action, nullptr);
+        }
         sim::Server server(arguments);
         sim::serve(server);
     } catch (const std::exception& error) {
-        std::cerr << "simulated gateway: " << error.what() << '\n';
+        std::fprintf(stderr, "simulated gateway: %s\n", error.what());
         return 1;
     }
     return 0;
