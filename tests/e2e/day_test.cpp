@@ -92,8 +92,9 @@ void Day::expectEveryCallAndPathReached() {
     }
     EXPECT_EQ(gateway.calls(backlightPath(false)), 0U);
     EXPECT_EQ(gateway.calls(sim::Path::Refused), 0U) << panel.errors();
-    for (std::size_t i = 0; is64() && i < sim::callCount; ++i) {
-        const auto call = static_cast<sim::Call>(i);
+    // Those from malloc on count with a second object only.
+    for (auto call = sim::Call::Open; is64() && call != sim::Call::Malloc;
+         call = static_cast<sim::Call>(static_cast<int>(call) + 1)) {
         EXPECT_GT(gateway.calls(call), 0U) << name(call);
     }
 }
