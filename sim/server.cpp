@@ -9,9 +9,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -19,7 +21,9 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <unistd.h>
+#include <utility>
 
 namespace sim {
 
@@ -35,7 +39,7 @@ constexpr std::chrono::seconds virtualStep{60};
 constexpr std::chrono::seconds liveStep{1};
 
 struct Arguments {
-    std::uint32_t panel = 64;
+    int panel = 64;
     bool live = false;
     std::string paneld;
 };
@@ -73,17 +77,16 @@ std::string bytesOf(const std::string& text) {
     return bytes;
 }
 
-std::string pathGiven(const json& argument) {
-    const auto path = argument.get<std::string>();
+const std::string& checkedPath(const std::string& path) {
     if (path.empty() || path[0] != '/' || path.find("/..") != std::string::npos) {
         throw std::invalid_argument("not a path from the root: " + path);
     }
     return path;
 }
 
-Panel panelOf(const json& lines) {
+Panel panelOf(int lines) {
     if (lines != 64 && lines != 32) {
-        throw std::invalid_argument("no panel of " + lines.dump() + " lines");
+        throw std::invalid_argument("no panel of " + std::to_string(lines) + " lines");
     }
     return lines == 64 ? panel64 : panel32;
 }
@@ -95,6 +98,7 @@ class Server {
     explicit Server(const Arguments& arguments);
 
     void start();
+    void key(int code, int value);
     void pass(double seconds);
     json said();
     json asked();
@@ -185,6 +189,13 @@ void Server::pass(double seconds) {
         collect();
         rest -= gateway_.monotonic() - start;
     } while (rest > 0ns && ending == 0);
+}
+
+void Server::key(int code, int value) {
+    if (code < 0 || code >= KEY_CNT) {
+        throw std::invalid_argument("no key " + std::to_string(code));
+    }
+    gateway_.reportKey(static_cast<std::uint16_t>(code), value);
 }
 
 json Server::said() {
@@ -283,110 +294,83 @@ json Server::environment() const {
 struct Verb {
     const char* name;
     std::size_t argumentCount;
-    json (*answer)(Server& server, const json& arguments);
+    std::function<json(Server&, const json&)> answer;
 };
+
+template <typename Result, typename... Arguments, std::size_t... index>
+json answerBy(Result (*act)(Server&, Arguments...), Server& server, const json& arguments,
+              std::index_sequence<index...> /*places*/) {
+    if constexpr (std::is_void_v<Result>) {
+        act(server, arguments[index].template get<std::decay_t<Arguments>>()...);
+        return {};
+    } else {
+        return act(server, arguments[index].template get<std::decay_t<Arguments>>()...);
+    }
+}
+
+template <typename Result, typename... Arguments>
+Verb verbOf(const char* name, Result (*act)(Server&, Arguments...)) {
+    return {name, sizeof...(Arguments), [act](Server& server, const json& arguments) {
+                return answerBy(act, server, arguments, std::index_sequence_for<Arguments...>());
+            }};
+}
+
+// A verb with the arguments of the lambda, which it calls with the values of a request.
+template <typename Lambda>
+Verb verb(const char* name, Lambda act) {
+    return verbOf(name, +act);
+}
 
 double seconds(std::chrono::nanoseconds time) {
     return static_cast<double>(time.count()) / nanoseconds;
 }
 
+using Text = std::string;
+
 const Verb verbs[] = {
-    {"picture", 0, [](Server& server, const json&) { return server.picture(); }},
-    {"brightness", 0, [](Server& server, const json&) { return server.brightness(); }},
-    {"said", 0, [](Server& server, const json&) { return server.said(); }},
-    {"asked", 0, [](Server& server, const json&) { return server.asked(); }},
-    {"now", 0,
-     [](Server& server, const json&) -> json {
-         return {seconds(server.gateway().wallClock()), seconds(server.gateway().monotonic())};
-     }},
-    {"daemon", 0,
-     [](Server& server, const json&) -> json {
-         return server.process().running() ? server.process().pid() : 0;
-     }},
-    {"reboots", 0,
-     [](Server& server, const json&) -> json { return server.gateway().popenCount(); }},
-    {"facts", 0, [](Server& server, const json&) { return factsOf(server.gateway()); }},
-    {"key", 2,
-     [](Server& server, const json& arguments) -> json {
-         const auto code = arguments[0].get<std::uint16_t>();
-         if (arguments[0] != code || code >= KEY_CNT) {
-             throw std::invalid_argument("no key " + arguments[0].dump());
-         }
-         server.gateway().reportKey(code, arguments[1].get<std::int32_t>());
-         return {};
-     }},
-    {"pass", 1,
-     [](Server& server, const json& arguments) -> json {
-         server.pass(arguments[0].get<double>());
-         return {};
-     }},
-    {"clock", 1,
-     [](Server& server, const json& arguments) -> json {
-         server.setClock(arguments[0].get<double>());
-         return {};
-     }},
-    {"write", 2,
-     [](Server& server, const json& arguments) -> json {
-         server.gateway().writeFile(pathGiven(arguments[0]), bytesOf(arguments[1]));
-         return {};
-     }},
-    {"remove", 1,
-     [](Server& server, const json& arguments) -> json {
-         server.remove(pathGiven(arguments[0]));
-         return {};
-     }},
-    {"address", 2,
-     [](Server& server, const json& arguments) -> json {
-         setAddress(server.gateway(), arguments[0], arguments[1]);
-         return {};
-     }},
-    {"cable", 2,
-     [](Server& server, const json& arguments) -> json {
-         setCable(server.gateway(), arguments[0], arguments[1]);
-         return {};
-     }},
-    {"card", 1,
-     [](Server& server, const json& arguments) -> json {
-         setCard(server.gateway(), arguments[0]);
-         return {};
-     }},
-    {"mount", 1,
-     [](Server& server, const json& arguments) -> json {
-         setMount(server.gateway(), arguments[0]);
-         return {};
-     }},
-    {"modem", 1,
-     [](Server& server, const json& arguments) -> json {
-         setModem(server.gateway(), arguments[0]);
-         return factsOf(server.gateway())["modem"];
-     }},
-    {"post", 2,
-     [](Server& server, const json& arguments) -> json {
-         return server.gateway().sendLogBytes(bytesOf(arguments[0]), arguments[1].get<long>());
-     }},
-    {"signal", 1,
-     [](Server& server, const json& arguments) -> json {
-         server.signal(arguments[0].get<int>());
-         return {};
-     }},
-    {"restart", 0,
-     [](Server& server, const json&) -> json {
-         server.start();
-         return {};
-     }},
-    {"panel", 1,
-     [](Server& server, const json& arguments) -> json {
-         server.setPanel(panelOf(arguments[0]));
-         return {};
-     }},
-    {"calls", 0, [](Server& server, const json&) { return server.calls(); }},
-    {"fill", 1,
-     [](Server& server, const json& arguments) -> json {
-         server.gateway().fillPicture(arguments[0].get<std::uint8_t>());
-         return {};
-     }},
-    {"exit", 0, [](Server& server, const json&) { return server.exit(); }},
-    {"environment", 0, [](Server& server, const json&) { return server.environment(); }},
+    verb("picture", [](Server& server) { return server.picture(); }),
+    verb("brightness", [](Server& server) { return server.brightness(); }),
+    verb("said", [](Server& server) { return server.said(); }),
+    verb("asked", [](Server& server) { return server.asked(); }),
+    verb("now",
+         [](Server& server) {
+             return json{seconds(server.gateway().wallClock()),
+                         seconds(server.gateway().monotonic())};
+         }),
+    verb("daemon",
+         [](Server& server) { return server.process().running() ? server.process().pid() : 0; }),
+    verb("reboots", [](Server& server) { return server.gateway().popenCount(); }),
+    verb("facts", [](Server& server) { return factsOf(server.gateway()); }),
+    verb("key", [](Server& server, int code, int value) { server.key(code, value); }),
+    verb("pass", [](Server& server, double duration) { server.pass(duration); }),
+    verb("clock", [](Server& server, double moment) { server.setClock(moment); }),
+    verb("write",
+         [](Server& server, const Text& path, const Text& bytes) {
+             server.gateway().writeFile(checkedPath(path), bytesOf(bytes));
+         }),
+    verb("remove", [](Server& server, const Text& path) { server.remove(checkedPath(path)); }),
+    verb("address",
+         [](Server& server, const Text& interfaceName, const json& address) {
+             setAddress(server.gateway(), interfaceName, address);
+         }),
+    verb("cable", [](Server& server, const Text& interfaceName,
+                     bool plugged) { setCable(server.gateway(), interfaceName, plugged); }),
+    verb("card", [](Server& server, const json& card) { setCard(server.gateway(), card); }),
+    verb("mount", [](Server& server, bool mounted) { setMount(server.gateway(), mounted); }),
+    verb("modem",
+         [](Server& server, const json& changes) {
+             setModem(server.gateway(), changes);
+             return factsOf(server.gateway())["modem"];
+         }),
+    verb("post", [](Server& server, const Text& bytes,
+                    long type) { return server.gateway().sendLogBytes(bytesOf(bytes), type); }),
+    verb("signal", [](Server& server, int number) { server.signal(number); }),
+    verb("restart", [](Server& server) { server.start(); }),
+    verb("panel", [](Server& server, int lines) { server.setPanel(panelOf(lines)); }),
+    verb("calls", [](Server& server) { return server.calls(); }),
+    verb("fill", [](Server& server, std::uint8_t byte) { server.gateway().fillPicture(byte); }),
+    verb("exit", [](Server& server) { return server.exit(); }),
+    verb("environment", [](Server& server) { return server.environment(); }),
 };
 
 json answer(Server& server, const std::string& line) {
@@ -428,22 +412,22 @@ void endRequests(int /*number*/) {
 } // namespace sim
 
 int main(int argumentCount, char** argumentTexts) {
-    CLI::App app("A simulated gateway with paneld on it; answers the requests of docs/gateway.md.");
-    sim::Arguments arguments;
-    app.add_option("--panel", arguments.panel, "lines of the panel: 64 or 32");
-    app.add_flag("--live", arguments.live, "real time; else time stands still between requests");
-    app.add_option("--paneld", arguments.paneld, "the daemon; else that of the same build");
-    CLI11_PARSE(app, argumentCount, argumentTexts);
-    for (const int number : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) {
-        struct sigaction action {};
-        action.sa_handler = sim::endRequests;
-        sigaction(number, &action, nullptr);
-    }
     try {
+        CLI::App app("A simulated gateway with paneld on it; answers what docs/gateway.md tells.");
+        sim::Arguments arguments;
+        app.add_option("--panel", arguments.panel, "lines of the panel: 64 or 32");
+        app.add_flag("--live", arguments.live, "real time; else time waits between requests");
+        app.add_option("--paneld", arguments.paneld, "the daemon; else that of the same build");
+        CLI11_PARSE(app, argumentCount, argumentTexts);
+        for (const int number : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) {
+            struct sigaction action {};
+            action.sa_handler = sim::endRequests;
+            sigaction(number, &action, nullptr);
+        }
         sim::Server server(arguments);
         sim::serve(server);
     } catch (const std::exception& error) {
-        std::cerr << "simulated gateway: " << error.what() << '\n';
+        std::fprintf(stderr, "simulated gateway: %s\n", error.what());
         return 1;
     }
     return 0;
