@@ -91,7 +91,7 @@ def test_keys_press_the_button_and_change_the_facts():
     sitting = Sitting()
     for keys, expected in [("", "paneld, 64 lines"), ("h", r"held \d"), ("h", "○. button"),
                            ("1", "cable eth1 out"), ("l通信\r", "log 通信"),
-                           ("f4d", "file channels gone"), ("?", "Any key closes"),
+                           ("fchannels gone\r", "file channels gone"), ("?", "Any key closes"),
                            ("xjnope\r", "no page 'nope'"), ("s", "paneld, 32 lines")]:
         sitting.type(keys)
         assert sitting.shows(expected), keys
@@ -125,9 +125,9 @@ def test_prints_every_page_and_fails_on_one_that_is_not_as_it_should_be():
 
 
 @pytest.mark.parametrize("line, expected", [
-    ("cable eth1 off", "cable eth1|eth0|ppp0 in|out"), ("jump", "press"), ("press x", "TIMES"),
+    ("cable eth1 off", "eth1|eth0|ppp0 in|out"), ("jump", "press"), ("press x", "TIMES"),
     ("modem sim gone", "absent"), ("address eth1 10.0.0.5/40", "PREFIX"), ("log €", "GB2312"),
-    ("clock 2026", "YYYY-MM-DD"), ("write nix a", "sys.xml"), ("show 3", "show")])
+    ("clock 2026", "YYYY-MM-DD"), ("write nix a", "sys.xml"), ("show 3", "nothing")])
 def test_a_wrong_line_is_named_before_the_first_is_played(line, expected):
     played = run("--play", "-", text=f"show\n# a remark\n{line}\n")
     assert (played.returncode, played.stdout) == (2, "")
