@@ -219,7 +219,6 @@ struct ControlBlock {
     PopenRecord popen;
     std::atomic<std::uint32_t> lineSettingsTotal; // tcsetattr calls on the modem port
     LineSettings lineSettings[lineSettingsCount]; // call i is at i % lineSettingsCount
-    std::atomic<std::uint32_t> modemDropped;      // `Modem::dropped`
     Transcript transcript;
     FactsLock factsLock;
     Facts facts;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -12,12 +13,19 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::array interfaceNames = {"eth0", "eth1", "ppp0"};
 constexpr const char* dataLink = "ppp0";
 constexpr unsigned addressBits = 32;
 constexpr std::uint32_t pieceGapUs = 20'000;
 constexpr double microsecondsPerSecond = 1e6;
 constexpr int longestDelay = 3600; // seconds
+
+const json& ordinary() {
+    static const json facts = [] {
+        std::ifstream file(ORDINARY_FACTS);
+        return json::parse(file);
+    }();
+    return facts;
+}
 
 [[noreturn]] void refuse(const std::string& why) {
     throw std::invalid_argument(why);
@@ -34,8 +42,7 @@ int numberWithin(const json& value, int least, int most) {
 // --- Interfaces ---
 
 void checkInterface(const Gateway& gateway, const std::string& interfaceName) {
-    if (std::find(interfaceNames.begin(), interfaceNames.end(), interfaceName) ==
-            interfaceNames.end() ||
+    if (!ordinary()["addresses"].contains(interfaceName) ||
         (interfaceName != dataLink && !gateway.hasInterface(interfaceName))) {
         refuse("no interface " + interfaceName);
     }
@@ -52,7 +59,7 @@ std::string netmaskText(unsigned prefix) {
 
 json interfacesOf(const Gateway& gateway) {
     json result = json::object();
-    for (const std::string interfaceName : interfaceNames) {
+    for (const auto& [interfaceName, ignored] : ordinary()["addresses"].items()) {
         if (gateway.hasInterface(interfaceName)) {
             const std::string address = gateway.address(interfaceName);
             result[interfaceName] = {{"address", address.empty() ? json() : json(address)},
@@ -148,6 +155,19 @@ const ModemFact modemFacts[] = {
      }},
 };
 
+void changeModem(ModemFacts& modem, const json& changes) {
+    for (const auto& [name, value] : changes.get<json::object_t>()) {
+        const auto* fact =
+            std::find_if(std::begin(modemFacts), std::end(modemFacts),
+                         [&name = name](const ModemFact& row) { return name == row.name; });
+        if (fact != std::end(modemFacts)) {
+            fact->write(modem, value);
+        } else if (name != "present") {
+            refuse("the modem has no " + name);
+        }
+    }
+}
+
 json modemOf(const Gateway& gateway) {
     const ModemFacts modem = gateway.modem();
     json result = {{"present", gateway.modemPresent()}};
@@ -158,6 +178,31 @@ json modemOf(const Gateway& gateway) {
 }
 
 } // namespace
+
+void ordinaryModem(ModemFacts& modem) {
+    modem = {};
+    changeModem(modem, ordinary()["modem"]);
+}
+
+void setOrdinary(Gateway& gateway) {
+    gateway.setWallClock(ordinary()["clock"]);
+    gateway.setMonotonic(std::chrono::seconds(ordinary()["uptime"]));
+    gateway.setOnlyLinks({"lo", "eth0", "eth1", dataLink});
+    gateway.setInterface("lo", "127.0.0.1", "255.0.0.0");
+    for (const auto& [interfaceName, address] : ordinary()["addresses"].items()) {
+        setAddress(gateway, interfaceName, address);
+    }
+    setCard(gateway, ordinary()["card"]);
+    gateway.setModemPresent(ordinary()["modem"]["present"]);
+    gateway.editModem(ordinaryModem);
+    for (const auto& [path, lines] : ordinary()["files"].items()) {
+        std::string contents;
+        for (const json& line : lines) {
+            contents += line.get<std::string>() + "\n";
+        }
+        gateway.writeFile(path, contents);
+    }
+}
 
 json factsOf(const Gateway& gateway) {
     const auto card = gateway.tfMegabytes();
@@ -220,23 +265,9 @@ void setMount(Gateway& gateway, bool mounted) {
 }
 
 void setModem(Gateway& gateway, const json& changes) {
-    if (!changes.is_object()) {
-        refuse("not facts of the modem: " + changes.dump());
-    }
     ModemFacts modem = gateway.modem();
-    bool present = gateway.modemPresent();
-    for (const auto& [name, value] : changes.items()) {
-        const auto* fact =
-            std::find_if(std::begin(modemFacts), std::end(modemFacts),
-                         [&name = name](const ModemFact& row) { return name == row.name; });
-        if (fact != std::end(modemFacts)) {
-            fact->write(modem, value);
-        } else if (name == "present") {
-            present = value.get<bool>();
-        } else {
-            refuse("the modem has no " + name);
-        }
-    }
+    const bool present = changes.value("present", gateway.modemPresent());
+    changeModem(modem, changes);
     gateway.editModem([&modem](ModemFacts& facts) { facts = modem; });
     if (present != gateway.modemPresent()) {
         gateway.setModemPresent(present);

@@ -1,8 +1,8 @@
 #pragma once
 
-// The facts of a simulated gateway in the words of docs/gateway.md, for the requests that a server
-// answers. What cannot be done throws std::invalid_argument, or what nlohmann::json throws for a
-// value of the wrong type, and has changed nothing.
+// The facts of a simulated gateway in the words of docs/gateway.md and desk/ordinary.json. What
+// cannot be done throws std::invalid_argument, or what nlohmann::json throws for a value of the
+// wrong type, and has changed nothing.
 
 #include "sim/gateway.h"
 
@@ -10,6 +10,9 @@
 #include <string>
 
 namespace sim {
+
+// Gives the gateway the ordinary facts: clocks, interfaces, card, modem, configuration files.
+void setOrdinary(Gateway& gateway);
 
 // How the gateway stands: panel, interfaces, card, mount and modem.
 nlohmann::json factsOf(const Gateway& gateway);

@@ -1,5 +1,7 @@
 #include "sim/gateway.h"
 
+#include "sim/facts.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
@@ -37,9 +39,6 @@ constexpr std::uint16_t buttonCode = 256;
 constexpr std::size_t eventsKept = 63; // by the kernel, for each reader, in a ring of 64
 constexpr std::int32_t repetition = 2; // value of a key event
 
-// Monday 2024-03-04 09:05:03 UTC.
-constexpr std::time_t ordinaryWallClock = 1'709'543'103;
-constexpr std::chrono::seconds ordinaryUptime{1000};
 // Modification times count up from here, away from 0, which the daemon takes for "never read".
 constexpr std::time_t firstStamp = 1'700'000'000;
 
@@ -209,7 +208,9 @@ Gateway::Gateway(Panel panel) : lastStamp_(firstStamp) {
     sandbox_ = std::filesystem::canonical(folderName).string();
     makeControlBlock();
     makeQueue();
-    makeOrdinaryFacts(panel);
+    setPanel(panel);
+    setButtonPresent(true);
+    setOrdinary(*this);
 }
 
 Gateway::~Gateway() {
@@ -274,32 +275,6 @@ void Gateway::makeQueue() {
         }
     }
     fail("message queue");
-}
-
-void Gateway::makeOrdinaryFacts(Panel panel) {
-    setWallClock(ordinaryWallClock);
-    setMonotonic(ordinaryUptime);
-    setPanel(panel);
-    setButtonPresent(true);
-    setModemPresent(true);
-    editModem(ordinaryModem);
-    setTfCard(true);
-    setTfMegabytes(5000, 7600);
-    std::vector<InterfaceEntry> entries;
-    for (const char* interfaceName : {"lo", "eth0", "eth1", "ppp0"}) {
-        entries.push_back(interfaceEntry(interfaceName, AF_PACKET));
-    }
-    setInterfaceEntries(entries);
-    setInterface("lo", "127.0.0.1", "255.0.0.0");
-    setInterface("eth0", "192.168.1.10");
-    setInterface("eth1", "10.10.0.2");
-    setInterface("ppp0", "10.64.3.7", "255.255.255.255");
-    writeSysXml("192.168.1.1");
-    writeSnXml("SN20240001", "GW-100-L");
-    writeVersion("V1.2.3\n");
-    writeChannels({{.number = 1},
-                   {.number = 2, .baud = 115200, .parity = "Even"},
-                   {.number = 5, .baud = 2400, .dataSize = 7, .parity = "Odd", .stop = 2}});
 }
 
 // --- Clock ---
@@ -396,11 +371,7 @@ bool Gateway::canaryIntact() const {
 // --- Backlight ---
 
 std::optional<std::string> Gateway::brightness() const {
-    return brightness(fittedBacklight(panel()));
-}
-
-std::optional<std::string> Gateway::brightness(Backlight which) const {
-    std::optional<std::string> text = readFile(brightnessFile(which));
+    std::optional<std::string> text = readFile(brightnessFile(fittedBacklight(panel())));
     if (text) {
         text->erase(std::min(text->find('\n'), text->size()));
     }
@@ -646,6 +617,14 @@ std::string Gateway::address(std::string_view interfaceName) const {
     return {};
 }
 
+void Gateway::setOnlyLinks(std::initializer_list<const char*> interfaceNames) {
+    std::vector<InterfaceEntry> entries;
+    for (const char* interfaceName : interfaceNames) {
+        entries.push_back(interfaceEntry(interfaceName, AF_PACKET));
+    }
+    setInterfaceEntries(entries);
+}
+
 void Gateway::setInterfaceEntries(std::span<const InterfaceEntry> entries) {
     if (entries.size() > interfaceCount) {
         throw std::length_error("too many interfaces");
@@ -743,8 +722,7 @@ void addReply(ModemScript& script, const Reply& reply, std::size_t& steps, std::
         }
         script.steps[steps++] = {static_cast<std::uint32_t>(step.delay.count()),
                                  static_cast<std::uint32_t>(bytes),
-                                 static_cast<std::uint32_t>(step.bytes.size()),
-                                 static_cast<std::uint8_t>(step.hangUp ? 1 : 0)};
+                                 static_cast<std::uint32_t>(step.bytes.size()), step.hangUp};
         step.bytes.copy(script.bytes + bytes, step.bytes.size());
         bytes += step.bytes.size();
     }
@@ -785,14 +763,6 @@ std::string Gateway::sentToModem() const {
     std::string bytes;
     for (const Utterance& utterance : transcript()) {
         bytes += utterance.fromModem ? "" : utterance.bytes;
-    }
-    return bytes;
-}
-
-std::string Gateway::sentByModem() const {
-    std::string bytes;
-    for (const Utterance& utterance : transcript()) {
-        bytes += utterance.fromModem ? utterance.bytes : "";
     }
     return bytes;
 }

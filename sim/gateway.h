@@ -66,11 +66,8 @@ using FaultId = std::size_t;
 
 class Gateway {
   public:
-    // Makes the sandbox with ordinary facts: the panel given with its backlight file, virtual
-    // clock at Monday 2024-03-04 09:05:03 UTC and 1000 s after start; eth0 192.168.1.10, eth1
-    // 10.10.0.2, ppp0 10.64.3.7; a TF card of 7600 MB; an ordinary modem on the port; version
-    // "V1.2.3", series number "SN20240001", model "GW-100-L", gateway 192.168.1.1, cascade 0,
-    // channels 1, 2 and 5.
+    // Makes the sandbox with a virtual clock, the panel given with its backlight file, the button
+    // and the facts of desk/ordinary.json.
     explicit Gateway(Panel panel = panel64);
     ~Gateway();
     Gateway(const Gateway&) = delete;
@@ -117,10 +114,9 @@ class Gateway {
 
     // --- Backlight ---
 
-    // What the brightness file of the fitted panel, or of the one named, answers, without its line
-    // feed; nullopt when missing.
+    // What the brightness file of the fitted panel answers, without its line feed; nullopt when
+    // missing.
     std::optional<std::string> brightness() const;
-    std::optional<std::string> brightness(Backlight which) const;
     void setBacklightPresent(Backlight which, bool present);
 
     // --- Button ---
@@ -176,6 +172,8 @@ class Gateway {
     bool hasInterface(std::string_view interfaceName) const;
     // Its IPv4 address with the length of its netmask, as "10.0.0.5/16"; empty without one.
     std::string address(std::string_view interfaceName) const;
+    // Links of these names and nothing else.
+    void setOnlyLinks(std::initializer_list<const char*> interfaceNames);
     // The exact list, in this order.
     void setInterfaceEntries(std::span<const InterfaceEntry> entries);
 
@@ -207,9 +205,8 @@ class Gateway {
     void scriptModem(std::initializer_list<Reply> replies);
     // The conversation so far (its newest part when it is long), oldest first.
     std::vector<Utterance> transcript() const;
-    // All bytes of one side of it, joined.
+    // All bytes that the modem was sent.
     std::string sentToModem() const;
-    std::string sentByModem() const;
     void clearTranscript();
     // What the tcsetattr calls on the port asked for, oldest first, at most the last 16.
     std::vector<LineSettings> lineSettings() const;
@@ -253,7 +250,6 @@ class Gateway {
   private:
     void makeControlBlock();
     void makeQueue();
-    void makeOrdinaryFacts(Panel panel);
     std::time_t nextStamp();
 
     std::string sandbox_;

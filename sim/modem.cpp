@@ -10,65 +10,76 @@ namespace sim {
 namespace {
 
 constexpr Nanoseconds nanosecondsPerMicrosecond = 1000;
-constexpr std::size_t answerSize = 1024;
-constexpr std::string_view lineEnd = "\r\n";
+// Between the answers to commands that came in one write.
+constexpr Nanoseconds commandGap = 5'000'000;
 
 // Text that is cut rather than written past its end.
 class Text {
   public:
     void add(std::string_view part) {
-        const std::size_t count = std::min(part.size(), text_.size() - length_);
-        std::memcpy(text_.data() + length_, part.data(), count);
-        length_ += count;
+        part = part.substr(0, text_.size() - length_);
+        part.copy(text_.data() + length_, part.size());
+        length_ += part.size();
     }
 
-    void addNumber(std::int32_t value, unsigned padding = 0) {
-        std::array<char, 16> digits{};
-        std::snprintf(digits.data(), digits.size(), "%d", static_cast<int>(value));
-        for (unsigned i = 0; i < padding; ++i) {
-            add("0");
+    // A line as modems write it.
+    void addLine(std::string_view before, std::string_view value = {},
+                 std::string_view after = {}) {
+        for (const std::string_view part : {lineEnd, before, value, after, lineEnd}) {
+            add(part);
         }
-        add(digits.data());
     }
 
     std::string_view view() const { return {text_.data(), length_}; }
 
   private:
-    std::array<char, answerSize> text_;
+    static constexpr std::string_view lineEnd = "\r\n";
+
+    std::array<char, 256> text_;
     std::size_t length_ = 0;
 };
 
-struct CommandName {
+// What the modem is asked, and what stands around the number that it answers.
+struct Query {
     std::string_view text; // in capitals
     Command command;
+    std::string_view before;
+    std::string_view after;
 };
 
-constexpr CommandName commandNames[] = {
-    {"AT+CPIN?", Command::Cpin}, {"AT+CREG?", Command::Creg},     {"AT+CSQ", Command::Csq},
-    {"AT+CGMI", Command::Cgmi},  {"AT+CNSMOD?", Command::Cnsmod}, {"AT^SYSINFO", Command::Sysinfo},
+constexpr Query queries[] = {
+    {"AT+CPIN?", Command::Cpin, "", ""},
+    {"AT+CREG?", Command::Creg, "+CREG: 0,", ""},
+    {"AT+CSQ", Command::Csq, "+CSQ: ", ",99"},
+    {"AT+CGMI", Command::Cgmi, "", ""},
+    {"AT+CNSMOD?", Command::Cnsmod, "+CNSMOD: 0,", ""},
+    {"AT^SYSINFO", Command::Sysinfo, "^SYSINFO: 2,3,0,", ",1"},
+    {"AT", Command::Other, "", ""},
 };
+// Any other line.
+constexpr Query unknown = {"", Command::Other, "", ""};
 
-bool sameIgnoringCase(std::string_view text, std::string_view capitals) {
-    return std::equal(
-        text.begin(), text.end(), capitals.begin(), capitals.end(),
-        [](char a, char b) { return std::toupper(static_cast<unsigned char>(a)) == b; });
-}
-
-Command recognise(std::string_view line) {
-    for (const CommandName& entry : commandNames) {
-        if (sameIgnoringCase(line, entry.text)) {
-            return entry.command;
+const Query& recognise(std::string_view line) {
+    for (const Query& query : queries) {
+        if (std::equal(
+                line.begin(), line.end(), query.text.begin(), query.text.end(),
+                [](char a, char b) { return std::toupper(static_cast<unsigned char>(a)) == b; })) {
+            return query;
         }
     }
-    return Command::Other;
+    return unknown;
 }
 
-bool speaksCnsmod(Maker maker) {
-    return maker == Maker::Simcom || maker == Maker::Both;
-}
-
-bool speaksSysinfo(Maker maker) {
-    return maker == Maker::AirM2m || maker == Maker::Both;
+// Whether a modem of this maker takes the command for one.
+bool knows(Maker maker, const Query& query) {
+    switch (query.command) {
+    case Command::Cnsmod:
+        return maker == Maker::Simcom || maker == Maker::Both;
+    case Command::Sysinfo:
+        return maker == Maker::AirM2m || maker == Maker::Both;
+    default:
+        return &query != &unknown;
+    }
 }
 
 std::string_view makerText(Maker maker) {
@@ -83,59 +94,6 @@ std::string_view makerText(Maker maker) {
         break;
     }
     return "GENERIC";
-}
-
-void addResult(Text& text, std::string_view result) {
-    text.add(lineEnd);
-    text.add(result);
-    text.add(lineEnd);
-}
-
-void addPinAnswer(Text& text, SimCard card) {
-    if (card == SimCard::Absent) {
-        addResult(text, "+CME ERROR: 10");
-        return;
-    }
-    addResult(text, card == SimCard::Ready ? "+CPIN: READY" : "+CPIN: SIM PIN");
-    addResult(text, "OK");
-}
-
-void addNumberAnswer(Text& text, std::string_view before, std::int32_t value, unsigned padding,
-                     std::string_view after) {
-    text.add(lineEnd);
-    text.add(before);
-    text.addNumber(value, padding);
-    text.add(after);
-    text.add(lineEnd);
-    addResult(text, "OK");
-}
-
-// The modem's answer to a command it heard as `line`; nothing for silence.
-void addAnswer(Text& text, const ModemFacts& facts, std::string_view line, Command command,
-               std::int32_t number) {
-    if ((facts.silentCommands & bit(command)) != 0) {
-        return;
-    }
-    if ((facts.errorCommands & bit(command)) != 0) {
-        addResult(text, "ERROR");
-    } else if (command == Command::Cpin) {
-        addPinAnswer(text, facts.simCard);
-    } else if (command == Command::Creg) {
-        addNumberAnswer(text, "+CREG: 0,", number, facts.fieldPadding, "");
-    } else if (command == Command::Csq) {
-        if (number >= 0) {
-            addNumberAnswer(text, "+CSQ: ", number, facts.fieldPadding, ",99");
-        }
-    } else if (command == Command::Cgmi) {
-        addResult(text, makerText(facts.maker));
-        addResult(text, "OK");
-    } else if (command == Command::Cnsmod && speaksCnsmod(facts.maker)) {
-        addNumberAnswer(text, "+CNSMOD: 0,", number, facts.fieldPadding, "");
-    } else if (command == Command::Sysinfo && speaksSysinfo(facts.maker)) {
-        addNumberAnswer(text, "^SYSINFO: 2,3,0,", number, facts.fieldPadding, ",1");
-    } else {
-        addResult(text, sameIgnoringCase(line, "AT") ? "OK" : "ERROR");
-    }
 }
 
 // Without the line ends at the end.
@@ -169,53 +127,53 @@ void Modem::opened(const ModemFacts& facts, Nanoseconds now) {
 }
 
 void Modem::feed(const ModemFacts& facts, std::string_view bytes, Nanoseconds now) {
-    if (facts.unsolicited[0] != '\0') {
-        Text text;
-        addResult(text, facts.unsolicited);
-        schedule(text.view(), now + microseconds(facts.unsolicitedDelayUs));
-    }
     if (lineLength_ == 0 && answerFromScript(facts, trimmed(bytes), now)) {
         return;
     }
-    Nanoseconds at = now;
-    Nanoseconds gap = microseconds(facts.answerDelayUs);
+    Nanoseconds at = now + microseconds(facts.answerDelayUs);
     for (const char c : bytes) {
         if (c != '\r' && c != '\n') {
             line_[lineLength_] = c;
             lineLength_ = std::min(lineLength_ + 1, lineSize - 1);
-            continue;
-        }
-        if (lineLength_ > 0) {
-            at += gap;
-            answerLine(facts, {line_.data(), lineLength_}, now, at);
-            gap = microseconds(facts.commandGapUs);
+        } else if (lineLength_ > 0) {
+            const std::string_view line(line_.data(), lineLength_);
+            if (!answerFromScript(facts, line, now)) {
+                answer(facts, line, at);
+            }
+            at += commandGap;
             lineLength_ = 0;
         }
     }
 }
 
-void Modem::answerLine(const ModemFacts& facts, std::string_view command, Nanoseconds now,
-                       Nanoseconds at) {
-    if (answerFromScript(facts, command, now)) {
+void Modem::answer(const ModemFacts& facts, std::string_view line, Nanoseconds& at) {
+    const Query& query = recognise(line);
+    const std::int32_t value = numberFor(facts, query.command);
+    if ((facts.silentCommands & bit(query.command)) != 0 ||
+        (query.command == Command::Csq && value < 0)) {
         return;
     }
-    Text echo;
-    if (facts.echo != Echo::Off) {
-        echo.add(command);
-        echo.add(lineEnd);
-    }
     Text text;
-    if (facts.echo == Echo::Separate) {
-        schedule(echo.view(), now + (at - now) / 2);
+    if ((facts.errorCommands & bit(query.command)) != 0 || !knows(facts.maker, query)) {
+        text.addLine("ERROR");
+    } else if (query.command == Command::Cpin && facts.simCard == SimCard::Absent) {
+        text.addLine("+CME ERROR: 10");
     } else {
-        text.add(echo.view());
+        if (query.command == Command::Cpin) {
+            text.addLine(facts.simCard == SimCard::Ready ? "+CPIN: READY" : "+CPIN: SIM PIN");
+        } else if (query.command == Command::Cgmi) {
+            text.addLine(makerText(facts.maker));
+        } else if (query.command != Command::Other) {
+            std::array<char, 16> digits{};
+            std::snprintf(digits.data(), digits.size(), "%d", static_cast<int>(value));
+            text.addLine(query.before, digits.data(), query.after);
+        }
+        text.addLine("OK");
     }
-    const Command known = recognise(command);
-    addAnswer(text, facts, command, known, numberFor(facts, known));
     scheduleSplit(facts, text.view(), at);
 }
 
-// The number that the answer to a query carries, -1 for no answer. Counts the leading zeros.
+// The number that the answer to a query carries. Counts the leading zeros.
 std::int32_t Modem::numberFor(const ModemFacts& facts, Command command) {
     switch (command) {
     case Command::Creg:
@@ -227,7 +185,7 @@ std::int32_t Modem::numberFor(const ModemFacts& facts, Command command) {
     case Command::Sysinfo:
         return modeAnswers_++ < facts.modeLeadingZeros ? 0 : facts.systemMode;
     default:
-        return -1;
+        return 0;
     }
 }
 
@@ -249,7 +207,7 @@ bool Modem::answerFromScript(const ModemFacts& facts, std::string_view command, 
             const ScriptStep& reply = script.steps[step];
             at += microseconds(reply.delayUs);
             schedule({script.bytes + reply.offset, reply.length}, at);
-            if (reply.hangUp != 0) {
+            if (reply.hangUp) {
                 insert({at, true, 0, {}});
             }
         }
@@ -258,20 +216,20 @@ bool Modem::answerFromScript(const ModemFacts& facts, std::string_view command, 
     return false;
 }
 
-void Modem::scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds due) {
+void Modem::scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds& due) {
     const std::size_t size = facts.chunkBytes == 0 ? bytes.size() : facts.chunkBytes;
-    for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size()))) {
+    for (; bytes.size() > size; bytes.remove_prefix(size)) {
         schedule(bytes.substr(0, size), due);
         due += microseconds(facts.chunkGapUs);
     }
+    schedule(bytes, due);
 }
 
 // Bytes that arrive together, however many pieces hold them.
 void Modem::schedule(std::string_view bytes, Nanoseconds due) {
     for (; !bytes.empty(); bytes.remove_prefix(std::min(pieceSize, bytes.size()))) {
-        const std::string_view part = bytes.substr(0, pieceSize);
-        Piece piece{due, false, static_cast<std::uint8_t>(part.size()), {}};
-        std::memcpy(piece.bytes.data(), part.data(), part.size());
+        Piece piece{due, false, 0, {}};
+        piece.length = static_cast<std::uint8_t>(bytes.copy(piece.bytes.data(), pieceSize));
         insert(piece);
     }
 }
@@ -279,15 +237,13 @@ void Modem::schedule(std::string_view bytes, Nanoseconds due) {
 // Keeps the pieces ascending by time, and those of one moment in the order they were given.
 void Modem::insert(const Piece& piece) {
     if (pieceTotal_ == pieceCount) {
-        ++droppedPieces_;
         return;
     }
-    std::size_t at = pieceTotal_;
+    std::size_t at = pieceTotal_++;
     for (; at > 0 && pieces_[at - 1].due > piece.due; --at) {
         pieces_[at] = pieces_[at - 1];
     }
     pieces_[at] = piece;
-    ++pieceTotal_;
 }
 
 Nanoseconds Modem::nextDue() const {

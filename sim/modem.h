@@ -27,13 +27,6 @@ enum class SimCard : std::uint8_t {
     Absent,   // +CME ERROR: 10
 };
 
-// Whether the modem repeats what it is told.
-enum class Echo : std::uint8_t {
-    Off,
-    Joined,   // in one piece with the answer, right before it
-    Separate, // a chunk of its own, half the answer delay after the command
-};
-
 // The commands that the modem knows; every other line starting with "AT" is `Other`.
 enum class Command : std::uint8_t { Cpin, Creg, Csq, Cgmi, Cnsmod, Sysinfo, Other };
 
@@ -48,12 +41,12 @@ inline constexpr std::size_t scriptRowCount = 32;
 inline constexpr std::size_t scriptStepCount = 128;
 inline constexpr std::size_t scriptByteCount = 32768;
 
-// A step of a scripted reply: bytes that arrive together, or the line being hung up.
+// A step of a scripted reply: bytes that arrive together.
 struct ScriptStep {
     std::uint32_t delayUs; // after the step before it, or after the command
     std::uint32_t offset;  // of its bytes in `ModemScript::bytes`
     std::uint32_t length;
-    std::uint8_t hangUp; // 1: the far end closes the line, reads then return 0
+    bool hangUp; // the far end closes the line after these bytes, reads then return 0
 };
 
 // One scripted reply.
@@ -78,46 +71,25 @@ struct ModemScript {
 struct ModemFacts {
     Maker maker;
     SimCard simCard;
-    Echo echo;
     std::uint8_t registration;     // second number of +CREG: 0 to 5; 1 home, 2 searching, 5 roaming
     std::int32_t csq;              // first number of +CSQ; -1: at+csq is not answered
     std::uint32_t csqLeadingZeros; // so many answers of 0 first, anew each time the port is opened
     std::int32_t networkMode;      // second number of +CNSMOD
-    std::uint32_t modeLeadingZeros;   // so many modes of 0 first, as for csq
-    std::int32_t systemMode;          // fourth number of ^SYSINFO
-    std::uint8_t errorCommands;       // `bit`s of the commands answered with ERROR
-    std::uint8_t silentCommands;      // `bit`s of the commands never answered
-    std::uint16_t fieldPadding;       // zeros put before every number, for fields that are too long
-    std::uint32_t answerDelayUs;      // from command to answer; 0: the answer arrives before the
-                                      // caller can flush its input, and is lost with it
-    std::uint32_t commandGapUs;       // between the answers to commands sent in one write
-    std::uint16_t chunkBytes;         // answers arrive in pieces of so many bytes; 0: whole
-    std::uint32_t chunkGapUs;         // between two pieces
-    std::uint32_t unsolicitedDelayUs; // from each command to `unsolicited`
-    char unsolicited[modemTextSize];  // sent after each write; empty: none
-    std::uint32_t chatterPeriodUs;    // `chatter` comes again and again from the opening; 0: never
+    std::uint32_t modeLeadingZeros; // so many modes of 0 first, as for csq
+    std::int32_t systemMode;        // fourth number of ^SYSINFO
+    std::uint8_t errorCommands;     // `bit`s of the commands answered with ERROR
+    std::uint8_t silentCommands;    // `bit`s of the commands never answered
+    std::uint32_t answerDelayUs;    // from command to answer; 0: the answer arrives before the
+                                    // caller can flush its input, and is lost with it
+    std::uint16_t chunkBytes;       // answers arrive in pieces of so many bytes; 0: whole
+    std::uint32_t chunkGapUs;       // between two pieces
+    std::uint32_t chatterPeriodUs;  // `chatter` comes again and again from the opening; 0: never
     char chatter[modemTextSize];
-    std::uint32_t opensLeft; // the port can be opened so often; then it is missing
     ModemScript script;
 };
 
-inline constexpr std::uint32_t opensUnlimited = UINT32_MAX;
-
-// Sets `facts` to a SIMCOM modem with a ready SIM, registered at home, csq 20, LTE (mode 8, system
-// mode 17), echo off, answering whole after 20 ms and commands of one write 5 ms apart.
-inline void ordinaryModem(ModemFacts& facts) {
-    facts = {};
-    facts.maker = Maker::Simcom;
-    facts.simCard = SimCard::Ready;
-    facts.echo = Echo::Off;
-    facts.registration = 1;
-    facts.csq = 20;
-    facts.networkMode = 8;
-    facts.systemMode = 17;
-    facts.answerDelayUs = 20'000;
-    facts.commandGapUs = 5'000;
-    facts.opensLeft = opensUnlimited;
-}
+// Sets `modem` to what desk/ordinary.json says, which answers whole after a short while.
+void ordinaryModem(ModemFacts& modem);
 
 // One arrival at the port.
 struct ModemChunk {
@@ -142,9 +114,6 @@ class Modem {
     // Takes the earliest chunk that is due by `now` out of the schedule; false when there is none.
     bool take(Nanoseconds now, ModemChunk& chunk);
 
-    // Pieces that found the schedule full and were lost; 0 in a sane test.
-    std::uint32_t dropped() const { return droppedPieces_; }
-
   private:
     static constexpr std::size_t pieceSize = 240;
     static constexpr std::size_t pieceCount = 192;
@@ -157,13 +126,13 @@ class Modem {
         std::array<char, pieceSize> bytes;
     };
 
-    void answerLine(const ModemFacts& facts, std::string_view command, Nanoseconds now,
-                    Nanoseconds at);
+    // `at` moves on to the end of the answer: the next one follows it.
+    void answer(const ModemFacts& facts, std::string_view line, Nanoseconds& at);
     bool answerFromScript(const ModemFacts& facts, std::string_view command, Nanoseconds now);
     std::int32_t numberFor(const ModemFacts& facts, Command command);
     void schedule(std::string_view bytes, Nanoseconds due);
-    void scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds due);
     void insert(const Piece& piece);
+    void scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds& due);
 
     std::array<Piece, pieceCount> pieces_{}; // ascending by `due`
     std::size_t pieceTotal_ = 0;
@@ -177,7 +146,6 @@ class Modem {
     Nanoseconds chatterDue_ = never;
     Nanoseconds chatterPeriod_ = 0;
     std::array<char, modemTextSize> chatterText_{};
-    std::uint32_t droppedPieces_ = 0;
 };
 
 } // namespace sim

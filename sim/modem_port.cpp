@@ -80,25 +80,12 @@ void awaitInput(int descriptor, int count) {
     }
 }
 
-// Whether the facts let the port be opened; counts the opening.
-bool takeOpening(ControlBlock& block) {
-    const std::lock_guard guard(block.factsLock);
-    std::uint32_t& left = block.facts.modem.opensLeft;
-    if (left == 0) {
-        return false;
-    }
-    if (left != opensUnlimited) {
-        --left;
-    }
-    return true;
-}
-
 } // namespace
 
 int ModemPort::open(ControlBlock& block, int flags) {
     std::array<char, sizeof block.sandbox + 16> file{};
     std::snprintf(file.data(), file.size(), "%s/dev/mux3", block.sandbox);
-    if (access(file.data(), F_OK) != 0 || !takeOpening(block)) {
+    if (access(file.data(), F_OK) != 0) {
         errno = ENOENT;
         return -1;
     }
@@ -162,7 +149,6 @@ void ModemPort::exchange(ControlBlock& block, int descriptor) {
     while (modem_.take(monotonicNow(block), chunk)) {
         deliver(block, descriptor, chunk);
     }
-    block.modemDropped = modem_.dropped();
 }
 
 void ModemPort::deliver(ControlBlock& block, int descriptor, const ModemChunk& chunk) {

@@ -1,0 +1,124 @@
+"""What the scenarios share: a gateway that is looked at. A scenario gets one with the ordinary facts
+and the clock page shown, and presses, changes and looks; time passes by `pass_` alone. Its marks:
+
+panels(64)          it is for that panel; else it is played on both
+kernel(reason)      on virtual gateways only; simulated(reason): on the simulated one only
+everywhere          on a virtual gateway of each processor and panel; else on the first of them
+"""
+
+import pathlib
+import re
+import sys
+
+import pytest
+
+TOP = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(TOP / "desk"))
+
+import gateway as desk  # noqa: E402
+import picture  # noqa: E402
+
+STEP = 0.1              # seconds between two looks
+DRAW_LIMIT = 8.0        # for a picture that follows a key; an emulated machine takes its time
+REFRESH = 12.0          # the slow pages are redrawn every ten seconds
+ASK_LIMIT = 25.0        # until the modem has been asked twice at most
+CLOCK_LIMIT = 1.5       # the clock page is redrawn every second
+CLOCK_TRIES = 4
+CLOCK_ICON_WIDTH = 34   # left of the digits, on both panels
+PROCESSORS = ("amd64", "armhf")
+
+
+class WatchedGateway(desk.Gateway):
+    def __init__(self, command: list[str], lines: int, simulated: bool) -> None:
+        super().__init__([*command, "--panel", str(lines)])
+        self.lines, self.simulated = lines, simulated
+        self.order = [page["name"] for page in desk.pages(lines)
+                      if page["reach"] in ("start", "press")]
+
+    def go(self, name: str, start: str = "clock") -> None:
+        """By presses; from a page to itself once round, so that it is drawn on a cleared panel."""
+        steps = self.order.index(name) - self.order.index(start)
+        self.press(steps % len(self.order) or len(self.order))
+
+    def golden(self, name: str) -> list[str]:
+        return (TOP / f"tests/golden/{self.lines}/{name}.txt").read_text().split()
+
+    def shows(self, *texts: str) -> bool:
+        """Whether they stand anywhere in the body font."""
+        rows, font, wide = self.picture(), picture.body_font(), picture.GLYPH_WIDTH
+        for text in texts:
+            cells = ["".join(font[ord(letter)][line * wide:(line + 1) * wide] for letter in text)
+                     for line in range(picture.GLYPH_HEIGHT)]
+            beside = f".{{{len(rows[0]) - len(cells[0])}}}"
+            if not re.search(beside.join(map(re.escape, cells)), "".join(rows)):
+                return False
+        return True
+
+    def sees(self, holds, limit: float) -> bool:
+        for _ in range(round(limit / STEP)):
+            if holds():
+                return True
+            self.pass_(STEP)
+        return False
+
+    def wait(self, holds, limit: float = DRAW_LIMIT, expected: list[str] | None = None) -> None:
+        """Lets time pass until holds()."""
+        if not self.sees(holds, limit):
+            rows = self.picture()
+            pytest.fail(f"not within {limit} s; '+' to be dark, '-' to be lit\n"
+                        + picture.difference(rows, expected or rows))
+
+    def wait_page(self, name: str, limit: float = DRAW_LIMIT) -> None:
+        expected = self.golden(name)
+        if name.startswith("clock"):
+            self.wait_clock(expected)
+        else:
+            self.wait(lambda: self.picture() == expected, limit, expected)
+
+    def wait_clock(self, expected: list[str]) -> None:
+        """The clock page at the ordinary moment. The clock is set when the page is there; a busy
+        machine may need several goes to draw it within the second."""
+        icon = [row[:CLOCK_ICON_WIDTH] for row in expected]
+        self.wait(lambda: [row[:CLOCK_ICON_WIDTH] for row in self.picture()] == icon)
+        for _ in range(CLOCK_TRIES):
+            self.clock(desk.ORDINARY["clock"])
+            if self.sees(lambda: self.picture() == expected, CLOCK_LIMIT):
+                return
+        pytest.fail(picture.difference(self.picture(), expected))
+
+    def wait_text(self, *texts: str, limit: float = DRAW_LIMIT) -> None:
+        self.wait(lambda: self.shows(*texts), limit)
+
+    def wait_said(self, text: str) -> None:
+        self.wait(lambda: text in (self.said(), self.output)[1])
+
+
+def pytest_addoption(parser) -> None:
+    parser.addoption("--server", default=desk.SIMULATED[0], help="program of the simulated gateway")
+    parser.addoption("--virtual", default="", help="virtual gateways of these processors instead")
+
+
+def pytest_configure(config) -> None:
+    for mark in ("panels", "kernel", "simulated", "everywhere"):
+        config.addinivalue_line("markers", f"{mark}: see conftest.py")
+
+
+def pytest_generate_tests(metafunc) -> None:
+    marks = {mark.name: mark.args for mark in metafunc.definition.iter_markers()}
+    panels = marks.get("panels", (64, 32))
+    chosen = metafunc.config.getoption("--virtual")
+    kinds = [(place, lines) for place in (chosen or "simulated").split(",") for lines in panels
+             if not chosen or "everywhere" in marks or (place, lines) == (PROCESSORS[0], panels[0])]
+    metafunc.parametrize("gateway", kinds, indirect=True, ids=lambda kind: "{}-{}".format(*kind))
+
+
+@pytest.fixture
+def gateway(request):
+    place, lines = request.param
+    other = "kernel" if place == "simulated" else "simulated"
+    if mark := request.node.get_closest_marker(other):
+        pytest.skip(f"{other} only: {mark.args[0]}")
+    command = ([request.config.getoption("--server")] if place == "simulated"
+               else [*desk.VIRTUAL, "--processor", place])
+    with WatchedGateway(command, lines, place == "simulated") as watched:
+        yield watched
