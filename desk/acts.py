@@ -11,8 +11,7 @@ from collections.abc import Callable
 from operator import methodcaller as call
 
 import picture
-from gateway import (LOG_LINE, LONG_PRESS, ORDINARY, Gateway, GatewayError,
-                     ordinary_file)
+from gateway import LONG_PRESS, ORDINARY, Gateway, GatewayError, as_text, ordinary_file
 from walk import go_to
 
 PORTS = {"eth1": "Port 1 eth1", "eth0": "Port 2 eth0", "ppp0": "Data ppp0"}
@@ -33,6 +32,7 @@ FILES = {
                  "on the way from the TF card page to the channels"),
 }
 ZONES = pathlib.Path("/usr/share/zoneinfo")
+LOG_LINE = 68           # bytes; a longer message would stay in the queue
 CLOCK = "%Y-%m-%d %H:%M:%S"
 PICTURE_SCALE = 4
 
@@ -91,7 +91,7 @@ def log_act(line: str) -> Act:
         raise ValueError(f"{len(data)} bytes, a line takes {LOG_LINE}")
 
     def post(gateway: Gateway) -> None:
-        if not gateway.post(data):
+        if not gateway.ask("post", as_text(data.ljust(min(len(data) + 1, LOG_LINE), b"\0")), 1):
             raise GatewayError("the queue is full")
     return post
 

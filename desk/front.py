@@ -2,6 +2,7 @@
 
 import contextlib
 import curses
+import pathlib
 import threading
 import time
 from collections.abc import Callable
@@ -16,6 +17,7 @@ FRAME = 0.05                # seconds between two looks at the panel
 LOOK_ASIDE = 1.0            # between two looks at facts and process
 GRACE = 0.5                 # before something is worth a notice
 RESET_LIMIT = 60.0
+ZONE = pathlib.Path("/etc/localtime")
 REBOOTING = "system is rebooting"   # said by the daemon
 REMARKS = 200
 FACT_ROWS = 10
@@ -41,15 +43,23 @@ class Desk:
         self._rebooting = 0             # the daemon that has asked for it
         self._begin("the gateway starts", lambda: self._boot(start, lines))
 
+    def _meet(self) -> None:
+        """A gateway that has just come up; a virtual one is given this machine's hour."""
+        if self._virtual:
+            with contextlib.suppress(OSError):
+                self.gateway.write(str(ZONE), ZONE.read_bytes())
+            self.gateway.clock(time.time())
+        self.facts = Facts(self.gateway)
+
     def _boot(self, start: Callable[[int], Gateway], lines: int) -> None:
         self.gateway = start(lines)
-        self.facts = Facts(self.gateway)
+        self._meet()
         self.remark(f"paneld started, {lines}-line panel")
 
     def _boot_again(self) -> None:
         seconds = self.gateway.reset(RESET_LIMIT)
         self._doing = "the gateway starts again"
-        self.facts = Facts(self.gateway)
+        self._meet()
         self.remark(f"the machine has reset {seconds:.1f} s later; the gateway has started again")
 
     def _begin(self, doing: str, work: Callable[[], None]) -> None:
@@ -165,7 +175,7 @@ class Desk:
         try:
             act_of(line)(self.gateway)
             if self._virtual and line.startswith("panel "):
-                self.facts = Facts(self.gateway)
+                self._meet()
             self.facts.heed(line)
             note = note_of(line)
             self.remark(line + (f" ({note})" if note else ""))
