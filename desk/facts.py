@@ -1,14 +1,14 @@
 """How a gateway stands, in rows, and what the keys change of it: each gives an act (acts.py)."""
 
 import re
-from collections.abc import Callable
 
 from acts import CARDS, FILES, MAKERS, PORTS, SIMS, clock_text, file_text
 from gateway import ORDINARY, Gateway
 
 REGISTRATIONS = {1: "registered at home", 5: "roaming", 2: "searching", 3: "denied"}
 # The mode as SIMCOM says it, as AirM2M says it.
-NETWORKS = {(8, 17): "4G", (4, 5): "3G", (1, 3): "2G", (0, 0): "no network"}
+NETWORKS = {modes: (name, "networkMode {} systemMode {}".format(*modes)) for modes, name in (
+    ((8, 17), "4G"), ((4, 5), "3G"), ((1, 3), "2G"), ((0, 0), "no network"))}
 # How the modem behaves, and what makes it so.
 MOODS = {"answers": "present true mood answers", "silent": "mood silent", "error": "mood error",
          "missing": "present false"}
@@ -50,33 +50,57 @@ class Facts:
 
     # --- Acts ---
 
-    def address(self, name: str) -> str | None:
-        return self.ports.get(name, {}).get("address")
-
-    def cable_act(self, name: str) -> str:
-        return f"cable {name} {'out' if self.ports[name]['cable'] else 'in'}"
-
-    def address_act(self, name: str) -> str:
-        return f"address {name} {'none' if self.address(name) else self._last[name]}"
+    def address(self, name: str) -> str:
+        return self.ports.get(name, {}).get("address") or "none"
 
     def proposed_address(self) -> str:
         head, last = self._last["eth1"].split("/")[0].rsplit(".", 1)
         return f"eth1 {head}.{int(last) % 254 + 1}/{self._last['eth1'].split('/')[1]}"
 
-    def card_act(self, card: list[int], there: list[int] | None = None) -> str:
-        return "card out" if there else "card in {} {}".format(*card)
+    def standing(self) -> list[str]:
+        """The acts that would change nothing."""
+        return [*(f"cable {name} {'in' if port['cable'] else 'out'}"
+                  for name, port in self.ports.items()),
+                *(f"address {name} {self.address(name)}" for name in PORTS),
+                "card in {} {}".format(*self.card) if self.card else "card out",
+                *(f"modem {fact} {value}" for fact, value in self.modem.items()),
+                f"modem {NETWORKS.get(self.network, ['', ''])[1]}", f"modem {MOODS[self.mood]}",
+                *(f"file {name} {state}" for name, state in self.files.items())]
 
-    def sim_act(self, state: str) -> str:
-        return f"modem sim {'ready' if self.modem['sim'] == state else state}"
+    def act_of_key(self, key: str) -> str:
+        """The act behind the one that stands, or the first."""
+        acts, standing = self.keys()[key][1], self.standing()
+        return following(acts, next((act for act in acts if act in standing), None))
 
-    def signal_act(self, step: int) -> str:
-        return f"modem signal {max(0, min(self.modem['signal'] + step, STRONGEST))}"
-
-    def next_act(self, fact: str, values) -> str:
-        return f"modem {fact} {following(values, self.modem[fact])}"
-
-    def model_act(self) -> str:
-        return f"file sn.xml {following(['original', 'new'], self.files['sn.xml'])}"
+    def keys(self) -> dict[str, tuple[str, list[str]]]:
+        """Key -> what it does in the words of the help, and the acts that it goes through; in the
+        order in which they are shown."""
+        signal = self.modem["signal"]
+        cables = {name: [f"cable {name} out", f"cable {name} in"] for name in PORTS}
+        addresses = {name: [f"address {name} none", f"address {name} {self._last[name]}"]
+                     for name in PORTS}
+        cards = ["card in {} {}".format(*card) for card in CARDS]
+        return {
+            "1": ("cable of port 1, eth1, out or in", cables["eth1"]),
+            "2": ("cable of port 2, eth0, out or in", cables["eth0"]),
+            "x": ("address of eth1 away or back", addresses["eth1"]),
+            "X": ("address of eth0 away or back", addresses["eth0"]),
+            "3": ("data link ppp0 down or up", addresses["ppp0"]),
+            "t": ("pull or insert the TF card", ["card out", cards[0]]),
+            "T": ("TF card of another size", cards),
+            "i": ("SIM out or in", ["modem sim absent", "modem sim ready"]),
+            "p": ("SIM asks for its PIN or not", ["modem sim pin", "modem sim ready"]),
+            "g": ("home, roaming, searching, denied",
+                  [f"modem registration {code}" for code in REGISTRATIONS]),
+            "+": ("signal stronger, up to 31", [f"modem signal {min(signal + 1, STRONGEST)}"]),
+            "-": ("signal weaker, down to 0", [f"modem signal {max(signal - 1, 0)}"]),
+            "n": ("network 4G, 3G, 2G, none", [f"modem {act}" for _, act in NETWORKS.values()]),
+            "m": ("modem of SIMCOM, AirM2M, other", [f"modem maker {maker}" for maker in MAKERS]),
+            "o": ("modem well, silent, ERROR, gone", [f"modem {act}" for act in MOODS.values()]),
+            "k": ("model for modem dialogue 1 or 2", ["file sn.xml new", "file sn.xml original"]),
+            "c": ("clock one hour on", [f"clock {clock_text(self.clock + HOUR)}"]),
+            "C": ("clock one hour back", [f"clock {clock_text(self.clock - HOUR)}"]),
+        }
 
     # --- Rows ---
 
@@ -95,18 +119,18 @@ class Facts:
 
     def _port_row(self, name: str) -> Row:
         address = self.address(name)
-        if not address and name == "ppp0":
+        if name not in self.ports:
             return PORTS[name], "no link", False
         plugged = self.ports[name]["cable"]
-        return (PORTS[name], (address or "no address") + ("" if plugged else ", no cable"),
-                bool(address and plugged))
+        return (PORTS[name], address.replace("none", "no address")
+                + ("" if plugged else ", no cable"), address != "none" and plugged)
 
     def _modem_row(self) -> Row:
         if self.mood == "missing":
             return "Modem", "port missing", False
         maker = self.modem["maker"].replace("other", "other maker")
         kind = 1 if self.files["sn.xml"] == "new" else 2    # of dialogue, by the model
-        network = NETWORKS.get(self.network, "another network")
+        network = NETWORKS.get(self.network, ["another network"])[0]
         return ("Modem", f"{maker}, kind {kind}, "
                 f"{network if self.mood == 'answers' else self.mood}", self.mood == "answers")
 
@@ -116,29 +140,3 @@ class Facts:
         code = self.modem["registration"]
         return ("SIM", f"{REGISTRATIONS.get(code, code)}, csq {self.modem['signal']}",
                 code in (1, 5))
-
-
-# Key -> what it does, in the words of the help, and the act; in the order in which they are shown.
-FACT_KEYS: dict[str, tuple[str, Callable[[Facts], str]]] = {
-    "1": ("cable of port 1, eth1, out or in", lambda now: now.cable_act("eth1")),
-    "2": ("cable of port 2, eth0, out or in", lambda now: now.cable_act("eth0")),
-    "x": ("address of eth1 away or back", lambda now: now.address_act("eth1")),
-    "X": ("address of eth0 away or back", lambda now: now.address_act("eth0")),
-    "3": ("data link ppp0 down or up", lambda now: now.address_act("ppp0")),
-    "t": ("pull or insert the TF card", lambda now: now.card_act(CARDS[0], now.card)),
-    "T": ("TF card of another size", lambda now: now.card_act(following(CARDS, now.card))),
-    "i": ("SIM out or in", lambda now: now.sim_act("absent")),
-    "p": ("SIM asks for its PIN or not", lambda now: now.sim_act("pin")),
-    "g": ("home, roaming, searching, denied", lambda now: now.next_act("registration",
-                                                                       REGISTRATIONS)),
-    "+": ("signal stronger, up to 31", lambda now: now.signal_act(1)),
-    "-": ("signal weaker, down to 0", lambda now: now.signal_act(-1)),
-    "n": ("network 4G, 3G, 2G, none", lambda now: "modem networkMode {} systemMode {}".format(
-        *following(NETWORKS, now.network))),
-    "m": ("modem of SIMCOM, AirM2M, other", lambda now: now.next_act("maker", MAKERS)),
-    "o": ("modem well, silent, ERROR, gone",
-          lambda now: f"modem {MOODS[following(MOODS, now.mood)]}"),
-    "k": ("model for modem dialogue 1 or 2", lambda now: now.model_act()),
-    "c": ("clock one hour on", lambda now: f"clock {clock_text(now.clock + HOUR)}"),
-    "C": ("clock one hour back", lambda now: f"clock {clock_text(now.clock - HOUR)}"),
-}

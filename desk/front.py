@@ -8,7 +8,7 @@ import time
 from collections.abc import Callable
 
 from acts import act_of, clock_text, note_of
-from facts import FACT_KEYS, Facts, Row
+from facts import Facts, Row
 from gateway import BUTTON, LONG_PRESS, SHORT_PRESS, Gateway, GatewayError
 from picture import WIDTH
 from view import FRONT_HELP, View
@@ -212,14 +212,13 @@ class Front:
             self._type(key)
         elif key == "q":
             return False
-        elif key == "?":
-            self.help = [*FRONT_HELP, *((key, words) for key, (words, _) in FACT_KEYS.items())]
         elif not self.desk.busy:
             self._command(SAME_KEYS.get(key, key))
         return True
 
     def _command(self, key: str | int) -> None:
         desk, facts = self.desk, self.desk.facts
+        changes = facts.keys()
         begun = {"a": f"address {facts.proposed_address()}", "l": "log ", "f": "file ",
                  "j": "page ", ":": ""}
         acts = {"s": f"panel {32 if facts.lines == 64 else 64}", "r": "restart"}
@@ -231,8 +230,10 @@ class Front:
             self.typed = begun[key]
         elif key in acts:
             desk.do(acts[key])
-        elif key in FACT_KEYS:
-            desk.do(FACT_KEYS[key][1](facts))
+        elif key in changes:
+            desk.do(facts.act_of_key(key))
+        elif key == "?":
+            self.help = [*FRONT_HELP, *((key, words) for key, (words, _) in changes.items())]
 
     def _type(self, key: str | int) -> None:
         if key in ENTER and not self.desk.busy:

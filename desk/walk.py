@@ -9,6 +9,7 @@ LOG_LINES = ("link up 4G", "通信连接正常")
 STEP = 0.05             # seconds between two looks
 DRAWN = 5.0             # until a page is surely drawn; a modem query may be under way
 ASKED = 12.0            # until the modem has been asked
+RESET_LIMIT = 30        # until a machine has reset
 
 
 def page_shown(rows: list[str]) -> dict | None:
@@ -76,8 +77,11 @@ def walk(gateway: Gateway, lines: int) -> Iterator[tuple[dict, list[str]]]:
                            "lack one?")
     gateway.press(1, LONG_PRESS)
     yield reboot, checked(reboot, changed(gateway, seen[0]), seen)
-    if gateway.reboots() != 1:
-        raise GatewayError("the reboot page did not ask for one reboot")
+    for _ in range(RESET_LIMIT):
+        if gateway.reboots() == 1:
+            return
+        gateway.pass_(1)
+    raise GatewayError("the reboot page did not ask for one reboot")
 
 
 def checked(page: dict, rows: list[str], seen: list[list[str]]) -> list[str]:
