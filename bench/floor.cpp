@@ -2,28 +2,23 @@
 // Maps the framebuffer, writes one byte, polls an input device and reads the clock every 50 ms on
 // the main thread, and asks the message queue every 500 ms on a second one.
 
-#include <cstddef>
-#include <cstdint>
 #include <ctime>
 #include <fcntl.h>
 #include <libxml/parser.h>
-#include <linux/fb.h>
 #include <linux/input.h>
-#include <pthread.h>
-#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/msg.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
 
 constexpr useconds_t pollPeriod = 50000;
 constexpr useconds_t receivePeriod = 500000;
-constexpr std::size_t stackSize = 1048576;
+constexpr std::size_t videoBytes = 1024;
 
-int queue = -1;
-
-void* receive(void* /*unused*/) {
+void receive() {
+    const int queue = msgget(80, IPC_CREAT | 0666);
     for (;;) {
         struct {
             long type;
@@ -34,32 +29,18 @@ void* receive(void* /*unused*/) {
     }
 }
 
-void startReceiver() {
-    queue = msgget(80, IPC_CREAT | 0666);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    pthread_attr_setstacksize(&attributes, stackSize);
-    pthread_t thread{};
-    pthread_create(&thread, &attributes, receive, nullptr);
-    pthread_attr_destroy(&attributes);
-}
-
 void writeFirstByte() {
     const int framebuffer = open("/dev/fb0", O_RDWR);
-    fb_var_screeninfo screen{};
-    ioctl(framebuffer, FBIOGET_VSCREENINFO, &screen);
-    const std::size_t size = screen.xres * screen.yres / 8;
-    void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, framebuffer, 0);
+    void* memory = mmap(nullptr, videoBytes, PROT_READ | PROT_WRITE, MAP_SHARED, framebuffer, 0);
     if (memory != MAP_FAILED) {
-        *static_cast<volatile std::uint8_t*>(memory) = 0xFF;
+        *static_cast<volatile unsigned char*>(memory) = 0xFF;
     }
 }
 
 } // namespace
 
 int main() {
-    startReceiver();
+    std::thread(receive).detach();
     writeFirstByte();
     // The library is there, as it is in the daemon, and has read one file.
     xmlFreeDoc(xmlReadFile("/zelkora/Config/sys.xml", "UTF-8", XML_PARSE_NOBLANKS));

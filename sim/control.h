@@ -20,9 +20,6 @@ namespace sim {
 inline constexpr const char* gatewayVariable = "PANELD_GATEWAY";
 inline constexpr const char* controlFileName = "control";
 
-// The zone of the gateway's clock.
-inline constexpr const char* zoneFile = "/etc/localtime";
-
 inline constexpr Nanoseconds nanosecondsPerSecond = 1'000'000'000;
 
 // The calls that the interposer stands in for, variants of one call taken together. Calls on paths
@@ -52,27 +49,34 @@ enum class Call : std::uint8_t {
     TcDrain,
     TcFlush,
     PthreadCreate,
+    // Only with panel_failures.so preloaded as well:
+    Malloc, // malloc, calloc and realloc, those of the libraries included
+    Read,
+    AttrInit,
+    AttrSetDetachState,
+    AttrSetStackSize,
 };
-inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::PthreadCreate) + 1;
+inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::AttrSetStackSize) + 1;
 
-// The places of the real gateway that are redirected into the sandbox.
+// The places of the real gateway that are redirected into the sandbox; sim/places.h has their
+// paths.
 enum class Path : std::uint8_t {
-    None,             // no redirected place; as a fault's path: any
-    Framebuffer,      // /dev/fb0
-    Button,           // /dev/input/event0
-    ModemPort,        // /dev/mux3
-    TfDevice,         // /dev/mmcblk0p1
-    TfMount,          // /media/mmcblk0p1
-    BacklightSsd1306, // /sys/devices/platform/SSD1306fb/backlight/ssd1306bl0/brightness
-    BacklightSt7565,  // /sys/devices/platform/ST7565fb/backlight/st7565bl0/brightness
-    SysXml,           // /zelkora/Config/sys.xml
-    SnXml,            // /zelkora/Config/system/sn.xml
-    VersionFile,      // /zelkora/Config/version/main-version.conf
-    ChannelTemplate,  // /zelkora/Config/Channel-template.xml
-    ZoneFile,         // /etc/localtime
-    OtherConfig,      // anything else under /zelkora/
+    None, // no place of the gateway; as a fault's path: any
+    Framebuffer,
+    Button,
+    ModemPort,
+    TfDevice,
+    TfMount,
+    BacklightSsd1306,
+    BacklightSt7565,
+    SysXml,
+    SnXml,
+    VersionFile,
+    ChannelTemplate,
+    Zone,    // of the gateway's clock
+    Refused, // a path where devices and configuration live and that the table does not have
 };
-inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::OtherConfig) + 1;
+inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::Refused) + 1;
 
 // The call and the place as text, for reports.
 const char* name(Call call);
@@ -96,10 +100,8 @@ struct Clock {
 
 // Sleeps of the process through usleep and nanosleep.
 struct Sleeps {
-    std::atomic<std::uint64_t> main;         // by the main thread
-    std::atomic<std::uint64_t> others;       // by all other threads
-    std::atomic<std::uint64_t> mainLastUs;   // the last one's length
-    std::atomic<std::uint64_t> othersLastUs; // the last one's length
+    std::atomic<std::uint64_t> main;   // by the main thread
+    std::atomic<std::uint64_t> others; // by all other threads
 };
 
 // One planned failure.
@@ -214,6 +216,9 @@ struct ControlBlock {
     Clock clock;
     Sleeps sleeps;
     Fault faults[faultCount];
+    std::atomic<std::int32_t> libraryCaller;    // process whose library calls count; 0: none yet
+    std::atomic<std::uint64_t> watchedSizes[2]; // allocations of these sizes, bytes, ...
+    std::atomic<std::uint32_t> watchedRefused;  // ... set this to 1 when they are made to fail
     std::atomic<std::uint64_t> calls[callCount][pathCount]; // calls without a place count on None
     std::atomic<std::int32_t> lastOpenFlags[pathCount];
     PopenRecord popen;
@@ -234,6 +239,10 @@ static_assert(std::atomic<Nanoseconds>::is_always_lock_free);
 // Binds the interposer linked into this program to a control block, or to none with null. Every
 // redirected place is refused while there is none. Weak: a program without the interposer links.
 extern "C" __attribute__((weak)) void panel_gateway_attach(sim::ControlBlock* block);
+
+// Counts a call of the libraries, an allocation with its size. The errno with which the fault plan
+// wants it to fail, or 0. Weak.
+extern "C" __attribute__((weak)) int panel_gateway_count(sim::Call call, std::size_t size);
 
 // Lets the calling thread sleep on the clock of the attached control block, uncounted. Weak.
 extern "C" __attribute__((weak)) void panel_gateway_pass(sim::Nanoseconds duration);

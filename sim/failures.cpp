@@ -1,16 +1,12 @@
-// The preloaded object panel_failures.so: see sim/failures.h. Allocates nothing itself.
+// The preloaded object panel_failures.so: stands before calls that the gateway's stand-in leaves
+// alone, for they need no gateway: memory, reads and thread attributes. They count in the control
+// block, and fail by its plan, from the beginning of main on. Allocates nothing itself.
 
-#include "sim/failures.h"
+#include "sim/control.h"
 #include "sim/next_call.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/mman.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
@@ -22,9 +18,10 @@ extern "C" void* __libc_realloc(void* memory, std::size_t size);
 
 namespace {
 
+using sim::Call;
 using Main = int (*)(int, char**, char**);
 
-constinit std::atomic<sim::LibraryFailures*> failures{nullptr};
+constinit std::atomic<bool> mainRuns{false};
 constinit Main daemonMain = nullptr;
 
 constinit sim::NextCall<ssize_t(int, void*, std::size_t)> nextRead{"read"};
@@ -33,63 +30,26 @@ constinit sim::NextCall<int(pthread_attr_t*, int)> nextSetDetachState{
     "pthread_attr_setdetachstate"};
 constinit sim::NextCall<int(pthread_attr_t*, std::size_t)> nextSetStackSize{
     "pthread_attr_setstacksize"};
-
 constinit sim::NextCall<int(Main, int, char**, void (*)(), void (*)(), void (*)(), void*)>
     nextStart{"__libc_start_main"};
 
-// Children of the daemon inherit the preloaded object but do not count.
-void bind() {
-    const char* sandbox = std::getenv("PANELD_GATEWAY");
-    if (sandbox == nullptr) {
-        return;
-    }
-    std::array<char, 512> file{};
-    std::snprintf(file.data(), file.size(), "%s/%s", sandbox, sim::failuresFileName);
-    const auto descriptor =
-        static_cast<int>(syscall(SYS_openat, AT_FDCWD, file.data(), O_RDWR | O_CLOEXEC, 0));
-    if (descriptor < 0) {
-        return;
-    }
-    void* memory = mmap(nullptr, sizeof(sim::LibraryFailures), PROT_READ | PROT_WRITE, MAP_SHARED,
-                        descriptor, 0);
-    syscall(SYS_close, descriptor);
-    if (memory == MAP_FAILED) {
-        return;
-    }
-    auto* plan = static_cast<sim::LibraryFailures*>(memory);
-    std::int32_t nobody = 0;
-    if (plan->owner.compare_exchange_strong(nobody, getpid())) {
-        failures = plan;
-    }
-}
-
-// Counts a call and returns the errno with which it has to fail, or 0.
-int plannedError(sim::LibraryCall call, std::size_t size = 0) {
-    sim::LibraryFailures* plan = failures;
-    if (plan == nullptr || plan->owner != getpid()) {
-        return 0;
-    }
-    const std::uint64_t seen = ++plan->seen[static_cast<std::size_t>(call)];
-    if (plan->armed == 0 || plan->call != call ||
-        (seen != plan->nth && (plan->persistent == 0 || seen < plan->nth))) {
-        return 0;
-    }
-    ++plan->hits;
-    if (size != 0 && (size == plan->watchedSizes[0] || size == plan->watchedSizes[1])) {
-        plan->watchedHit = 1;
-    }
-    return plan->error;
+// The errno with which the call has to fail, or 0.
+int plannedError(Call call, std::size_t size = 0) {
+    return mainRuns && panel_gateway_count != nullptr ? panel_gateway_count(call, size) : 0;
 }
 
 // What the dynamic linker and the libraries' constructors ask for is over by now.
-int bindAndRunMain(int count, char** arguments, char** environment) {
-    bind();
+int runMain(int count, char** arguments, char** environment) {
+    mainRuns = true;
     return daemonMain(count, arguments, environment);
 }
 
-void* failedAllocation(int error) {
-    errno = error;
-    return nullptr;
+bool refused(std::size_t size) {
+    const int error = plannedError(Call::Malloc, size);
+    if (error != 0) {
+        errno = error;
+    }
+    return error != 0;
 }
 
 } // namespace
@@ -97,27 +57,23 @@ void* failedAllocation(int error) {
 INTERPOSED int __libc_start_main(Main main, int count, char** arguments, void (*init)(),
                                  void (*fini)(), void (*linkerFini)(), void* stackEnd) {
     daemonMain = main;
-    return nextStart(bindAndRunMain, count, arguments, init, fini, linkerFini, stackEnd);
+    return nextStart(runMain, count, arguments, init, fini, linkerFini, stackEnd);
 }
 
 INTERPOSED void* malloc(std::size_t size) noexcept {
-    const int error = plannedError(sim::LibraryCall::Malloc, size);
-    return error != 0 ? failedAllocation(error) : __libc_malloc(size);
+    return refused(size) ? nullptr : __libc_malloc(size);
 }
 
 INTERPOSED void* calloc(std::size_t count, std::size_t size) noexcept {
-    const int error = plannedError(sim::LibraryCall::Malloc, count * size);
-    return error != 0 ? failedAllocation(error) : __libc_calloc(count, size);
+    return refused(count * size) ? nullptr : __libc_calloc(count, size);
 }
 
 INTERPOSED void* realloc(void* memory, std::size_t size) noexcept {
-    const int error = plannedError(sim::LibraryCall::Malloc, size);
-    return error != 0 ? failedAllocation(error) : __libc_realloc(memory, size);
+    return refused(size) ? nullptr : __libc_realloc(memory, size);
 }
 
 INTERPOSED ssize_t read(int descriptor, void* bytes, std::size_t size) {
-    const int error = plannedError(sim::LibraryCall::Read);
-    if (error != 0) {
+    if (const int error = plannedError(Call::Read)) {
         errno = error;
         return -1;
     }
@@ -126,16 +82,16 @@ INTERPOSED ssize_t read(int descriptor, void* bytes, std::size_t size) {
 
 // The attribute calls return their error.
 INTERPOSED int pthread_attr_init(pthread_attr_t* attributes) noexcept {
-    const int error = plannedError(sim::LibraryCall::AttrInit);
+    const int error = plannedError(Call::AttrInit);
     return error != 0 ? error : nextAttrInit(attributes);
 }
 
 INTERPOSED int pthread_attr_setdetachstate(pthread_attr_t* attributes, int state) noexcept {
-    const int error = plannedError(sim::LibraryCall::AttrSetDetachState);
+    const int error = plannedError(Call::AttrSetDetachState);
     return error != 0 ? error : nextSetDetachState(attributes, state);
 }
 
 INTERPOSED int pthread_attr_setstacksize(pthread_attr_t* attributes, std::size_t size) noexcept {
-    const int error = plannedError(sim::LibraryCall::AttrSetStackSize);
+    const int error = plannedError(Call::AttrSetStackSize);
     return error != 0 ? error : nextSetStackSize(attributes, size);
 }

@@ -114,9 +114,10 @@ class Gateway {
 
     // --- Backlight ---
 
-    // What the brightness file of the fitted panel answers, without its line feed; nullopt when
-    // missing.
+    // What the brightness file of the fitted panel, or of the one named, answers, without its line
+    // feed; nullopt when missing.
     std::optional<std::string> brightness() const;
+    std::optional<std::string> brightness(Backlight which) const;
     void setBacklightPresent(Backlight which, bool present);
 
     // --- Button ---

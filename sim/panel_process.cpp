@@ -1,6 +1,7 @@
 #include "sim/panel_process.h"
 
 #include "sim/futex.h"
+#include "sim/places.h"
 
 #include <algorithm>
 #include <array>
@@ -97,6 +98,7 @@ PanelProcess::PanelProcess(Gateway& gateway, const std::string& binary,
     clock.limit = clock.now.load();
     clock.settledAt = -1;
     gateway_.control().exitRequested = 0;
+    gateway_.control().libraryCaller = 0;
     start(binary, interposer);
 }
 
@@ -114,8 +116,9 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
         {gatewayVariable, gateway_.folder()},
         {"LD_PRELOAD", interposer},
         // With a spare step in the path, for the interposer's tzset.
-        {"TZ",
-         options_.timeZone.empty() ? ":" + gateway_.folder() + "/." + zoneFile : options_.timeZone},
+        {"TZ", options_.timeZone.empty()
+                   ? ":" + gateway_.folder() + "/." + std::string(pathOf(Path::Zone))
+                   : options_.timeZone},
         // A program built with ASan otherwise refuses a preloaded object before its runtime.
         {"ASAN_OPTIONS", valueOf("ASAN_OPTIONS") + ":verify_asan_link_order=0"},
     };

@@ -4,6 +4,7 @@
 #include "picture/bitmap.h"
 #include "sim/facts.h"
 #include "sim/panel_process.h"
+#include "sim/places.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -72,7 +73,7 @@ std::string bytesOf(const std::string& text) {
     return bytes;
 }
 
-std::string pathOf(const json& argument) {
+std::string pathGiven(const json& argument) {
     const auto path = argument.get<std::string>();
     if (path.empty() || path[0] != '/' || path.find("/..") != std::string::npos) {
         throw std::invalid_argument("not a path from the root: " + path);
@@ -125,6 +126,7 @@ class Server {
 
 // The machine's own hour on the panel.
 void takeMachineTime(Gateway& gateway) {
+    const std::string zoneFile(pathOf(Path::Zone));
     std::ifstream zone(zoneFile, std::ios::binary);
     gateway.setClockMode(ClockMode::Real);
     gateway.control().clock.wallOffset = 0;
@@ -324,12 +326,12 @@ const Verb verbs[] = {
      }},
     {"write", 2,
      [](Server& server, const json& arguments) -> json {
-         server.gateway().writeFile(pathOf(arguments[0]), bytesOf(arguments[1]));
+         server.gateway().writeFile(pathGiven(arguments[0]), bytesOf(arguments[1]));
          return {};
      }},
     {"remove", 1,
      [](Server& server, const json& arguments) -> json {
-         server.remove(pathOf(arguments[0]));
+         server.remove(pathGiven(arguments[0]));
          return {};
      }},
     {"address", 2,

@@ -4,7 +4,6 @@
 #include "device/device_info.h"
 #include "tests/pages/shown.h"
 #include "tests/support/cycle_walk.h"
-#include "tests/support/failures_file.h"
 
 #include <cstring>
 
@@ -21,25 +20,15 @@ std::string preloaded() {
     return failures.empty() ? PANELD_INTERPOSER : failures + ":" + PANELD_INTERPOSER;
 }
 
-void arm(FailuresFile& plan, const Failure& failure) {
-    plan->call = failure.libraryCall;
-    plan->nth = failure.nth;
-    plan->persistent = failure.persistent ? 1 : 0;
-    plan->error = failure.error;
-    plan->watchedSizes[0] = sizeof(DeviceInfo);
-    plan->watchedSizes[1] = sizeof(KeyInput);
-    plan->armed = 1;
-}
-
 class Day {
   public:
     Day(const DayOptions& dayOptions, const std::optional<Failure>& dayFailure)
-        : options(dayOptions), failure(dayFailure), gateway(dayOptions.panel), failures(gateway) {
-        if (failure && failure->call) {
-            fault = gateway.failCall(*failure->call, failure->error, failure->nth,
+        : options(dayOptions), failure(dayFailure), gateway(dayOptions.panel) {
+        gateway.control().watchedSizes[0] = sizeof(DeviceInfo);
+        gateway.control().watchedSizes[1] = sizeof(KeyInput);
+        if (failure) {
+            fault = gateway.failCall(failure->call, failure->error, failure->nth,
                                      failure->persistent, failure->path);
-        } else if (failure) {
-            arm(failures, *failure);
         }
     }
 
@@ -116,13 +105,9 @@ class Day {
                     gateway.calls(static_cast<sim::Call>(call), static_cast<sim::Path>(path));
             }
         }
-        for (std::size_t call = 0; call < sim::libraryCallCount; ++call) {
-            result.counts.libraryCalls[call] = failures->seen[call];
-        }
-        result.singletonRefused = failures->watchedHit != 0;
-        result.reached = fault ? gateway.faultHits(*fault) > 0 : failures->hits > 0;
+        result.singletonRefused = gateway.control().watchedRefused != 0;
+        result.reached = fault && gateway.faultHits(*fault) > 0;
         gateway.clearFaults();
-        failures->armed = 0;
         gateway.dropEvents(); // presses that nobody could read
     }
 
@@ -152,7 +137,6 @@ class Day {
     const DayOptions& options;
     const std::optional<Failure>& failure;
     sim::Gateway gateway;
-    FailuresFile failures;
     std::optional<sim::FaultId> fault;
     sim::PanelProcess* panel = nullptr;
     DayResult result;
@@ -161,12 +145,8 @@ class Day {
 } // namespace
 
 std::string describe(const Failure& failure) {
-    static constexpr const char* libraryCalls[] = {"malloc", "read", "pthread_attr_init",
-                                                   "pthread_attr_setdetachstate",
-                                                   "pthread_attr_setstacksize"};
-    std::string text = failure.call ? name(*failure.call)
-                                    : libraryCalls[static_cast<std::size_t>(failure.libraryCall)];
-    if (failure.call && failure.path != sim::Path::None) {
+    std::string text = name(failure.call);
+    if (failure.path != sim::Path::None) {
         text += std::string(" of ") + name(failure.path);
     }
     return text + ", call " + std::to_string(failure.nth) +

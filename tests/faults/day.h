@@ -4,7 +4,6 @@
 // fails meanwhile, and what the daemon shows and does afterwards, when nothing fails any more.
 
 #include "picture/bitmap.h"
-#include "sim/failures.h"
 #include "sim/panel_process.h"
 
 #include <array>
@@ -14,11 +13,10 @@
 
 namespace faults {
 
-// A failure to inject: a call of the stand-in's on a place, or a call of the libraries.
+// A failure to inject.
 struct Failure {
-    std::optional<sim::Call> call;
+    sim::Call call = sim::Call::Open;
     sim::Path path = sim::Path::None;
-    sim::LibraryCall libraryCall = sim::LibraryCall::Malloc; // where `call` is empty
     int error = 0;
     std::uint32_t nth = 1;
     bool persistent = false; // the nth and every later one, until the day is over
@@ -29,7 +27,6 @@ std::string describe(const Failure& failure);
 // How often each call was made in a day.
 struct CallCounts {
     std::array<std::array<std::uint64_t, sim::pathCount>, sim::callCount> calls{};
-    std::array<std::uint64_t, sim::libraryCallCount> libraryCalls{};
 };
 
 struct DayResult {

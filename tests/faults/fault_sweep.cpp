@@ -55,19 +55,11 @@ constexpr Kind kinds[] = {
     {sim::Call::TcFlush, {EIO, 0, 0}},
     {sim::Call::Close, {EIO, EINTR, 0}},
     {sim::Call::PthreadCreate, {EAGAIN, EPERM, 0}},
-};
-
-struct LibraryKind {
-    sim::LibraryCall call;
-    std::array<int, 3> errors;
-};
-
-constexpr LibraryKind libraryKinds[] = {
-    {sim::LibraryCall::Malloc, {ENOMEM, 0, 0}},
-    {sim::LibraryCall::Read, {EIO, EINTR, EAGAIN}},
-    {sim::LibraryCall::AttrInit, {ENOMEM, 0, 0}},
-    {sim::LibraryCall::AttrSetDetachState, {EINVAL, 0, 0}},
-    {sim::LibraryCall::AttrSetStackSize, {EINVAL, 0, 0}},
+    {sim::Call::Malloc, {ENOMEM, 0, 0}},
+    {sim::Call::Read, {EIO, EINTR, EAGAIN}},
+    {sim::Call::AttrInit, {ENOMEM, 0, 0}},
+    {sim::Call::AttrSetDetachState, {EINVAL, 0, 0}},
+    {sim::Call::AttrSetStackSize, {EINVAL, 0, 0}},
 };
 
 // Which of `count` occurrences fail, each once.
@@ -117,12 +109,6 @@ std::vector<Failure> listFailures(const faults::CallCounts& counts, bool full) {
                         counts.calls[static_cast<std::size_t>(kind.call)][path], full);
         }
     }
-    for (const LibraryKind& kind : libraryKinds) {
-        Failure failure;
-        failure.libraryCall = kind.call;
-        addFailures(failures, failure, kind.errors,
-                    counts.libraryCalls[static_cast<std::size_t>(kind.call)], full);
-    }
     return failures;
 }
 
@@ -136,7 +122,7 @@ bool mayEnd(const Failure& failure, const DayResult& result) {
         return WIFEXITED(status) && WEXITSTATUS(status) == 255;
     }
     // A thread takes memory, too.
-    const bool allocates = !failure.call && failure.libraryCall == sim::LibraryCall::Malloc;
+    const bool allocates = failure.call == sim::Call::Malloc;
     if (failure.call == sim::Call::PthreadCreate || (allocates && WIFEXITED(status))) {
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
@@ -147,7 +133,7 @@ bool mayEnd(const Failure& failure, const DayResult& result) {
 // Devices that are opened once in the life of the process: while they are missing at that moment
 // the panel stays dark, or the button dead, until the next start.
 bool missesFramebuffer(const Failure& failure) {
-    return failure.call && failure.path == sim::Path::Framebuffer;
+    return failure.path == sim::Path::Framebuffer;
 }
 bool missesButton(const Failure& failure) {
     return failure.call == sim::Call::Open && failure.path == sim::Path::Button;

@@ -9,7 +9,6 @@
 
 #include "tests/pages/shown.h"
 #include "tests/support/cycle_walk.h"
-#include "tests/support/failures_file.h"
 
 #include <algorithm>
 #include <charconv>
@@ -100,8 +99,7 @@ void changeSomething(sim::Gateway& gateway, std::mt19937& random) {
 // The daemon on its gateway, with a count of its allocations.
 struct Life {
     Life()
-        : failures(gateway),
-          panel(gateway, PANELD_PROGRAM, std::string(PANELD_FAILURES) + ":" + PANELD_INTERPOSER) {
+        : panel(gateway, PANELD_PROGRAM, std::string(PANELD_FAILURES) + ":" + PANELD_INTERPOSER) {
         panel.settle();
     }
 
@@ -122,12 +120,9 @@ struct Life {
         return walk::collectPages(gateway, panel, clock);
     }
 
-    std::uint64_t allocations() {
-        return failures->seen[static_cast<std::size_t>(sim::LibraryCall::Malloc)];
-    }
+    std::uint64_t allocations() { return gateway.calls(sim::Call::Malloc); }
 
     sim::Gateway gateway;
-    FailuresFile failures;
     sim::PanelProcess panel;
 };
 
