@@ -62,26 +62,12 @@ def bordered(rows: list[str]) -> bool:
     return rows[0] == rows[-1] == full and all(row[0] == row[-1] == "#" for row in rows)
 
 
-def text_at(rows: list[str], x: int, y: int) -> str:
-    """The body text whose first character cell begins there; it ends at the first cell that is no
-    glyph, at the edge, or at two blanks."""
-    glyphs = body_glyphs()
-    text = ""
-    while x + GLYPH_WIDTH <= WIDTH:
-        cell = "".join(row[x:x + GLYPH_WIDTH] for row in rows[y:y + GLYPH_HEIGHT])
-        if cell not in glyphs:
-            break
-        text += glyphs[cell]
-        x += GLYPH_WIDTH
-    return text.split("  ")[0].rstrip()
-
-
-def centred(rows: list[str], y: int, text: str) -> bool:
-    """Whether the body text stands there around the middle of the panel, nothing beside it."""
-    left = WIDTH // 2 - len(text) * GLYPH_WIDTH // 2
-    right = left + len(text) * GLYPH_WIDTH
-    beside = (row[1:left] + row[right:-1] for row in rows[y:y + GLYPH_HEIGHT])
-    return text_at(rows, left, y).startswith(text) and all("#" not in row for row in beside)
+def has_text(rows: list[str], text: str) -> bool:
+    """Whether the text stands anywhere in the body font."""
+    cells = ["".join(body_font()[ord(letter)][line * GLYPH_WIDTH:(line + 1) * GLYPH_WIDTH]
+                     for letter in text) for line in range(GLYPH_HEIGHT)]
+    beside = f".{{{WIDTH - len(cells[0])}}}"
+    return re.search(beside.join(map(re.escape, cells)), "".join(rows)) is not None
 
 
 def difference(rows: list[str], expected: list[str]) -> str:
@@ -116,12 +102,6 @@ def body_font() -> dict[int, str]:
     """Code in GB2312 -> rows of the body font's glyph, joined."""
     return {code: "".join(rows) for sheet in (BODY, BODY_PAIRS)
             for code, rows in font(sheet).items()}
-
-
-@functools.cache
-def body_glyphs() -> dict[str, str]:
-    """Joined rows -> the ASCII character that they show."""
-    return {cell: chr(code) for code, cell in body_font().items() if code < 0x80}
 
 
 def lacking(data: bytes) -> list[str]:

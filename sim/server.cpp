@@ -229,11 +229,12 @@ json Server::brightness() const {
 json Server::calls() const {
     json answer = json::object();
     for (std::size_t call = 0; call < callCount; ++call) {
+        const auto callId = static_cast<Call>(call);
+        json& counts = answer[name(callId)] = json::object();
         for (std::size_t path = 0; path < pathCount; ++path) {
-            const auto callId = static_cast<Call>(call);
             const auto pathId = static_cast<Path>(path);
             if (const std::uint64_t count = gateway_.calls(callId, pathId); count > 0) {
-                answer[name(callId)][name(pathId)] = count;
+                counts[name(pathId)] = count;
             }
         }
     }

@@ -23,6 +23,7 @@
 
 namespace {
 
+constexpr const char* portPath = "/dev/vport0p3";
 constexpr key_t queueKey = 80;
 constexpr std::size_t maxMessageText = 256; // more than the daemon takes, to send it too much
 
@@ -118,26 +119,14 @@ Reply clocks(const std::string& request) {
 
 // Runs a shell script; the answer is all that it printed, the status its exit status.
 Reply shell(const std::string& script) {
-    int output[2];
-    if (pipe(output) != 0)
-        return failure("pipe");
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(output[1], STDOUT_FILENO);
-        dup2(output[1], STDERR_FILENO);
-        close(output[0]);
-        close(output[1]);
-        execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
-        _exit(127);
-    }
-    close(output[1]);
+    FILE* output = popen(("exec 2>&1\n" + script).c_str(), "r");
+    if (output == nullptr)
+        return failure("shell");
     Reply reply;
     char chunk[4096];
-    for (ssize_t got = 0; (got = read(output[0], chunk, sizeof chunk)) > 0;)
-        reply.text.append(chunk, static_cast<std::size_t>(got));
-    close(output[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
+    for (std::size_t got = 0; (got = fread(chunk, 1, sizeof chunk, output)) > 0;)
+        reply.text.append(chunk, got);
+    const int status = pclose(output);
     reply.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return reply;
 }
@@ -192,18 +181,14 @@ void serveOne(int port) {
 
 } // namespace
 
-int main(int count, char** arguments) {
-    if (count != 2) {
-        std::fprintf(stderr, "usage: agent PORT\n");
-        return 2;
-    }
+int main() {
     if (!createButton()) {
         std::perror("agent: button");
         return 1;
     }
-    const int port = open(arguments[1], O_RDWR | O_CLOEXEC);
+    const int port = open(portPath, O_RDWR | O_CLOEXEC);
     if (port < 0) {
-        std::perror(arguments[1]);
+        std::perror(portPath);
         return 1;
     }
     for (;;)

@@ -1,24 +1,24 @@
-"""The virtual gateway's kernel and root file system, packed from unpacked Debian packages.
+"""The virtual gateway's root file system, packed from unpacked Debian packages.
 
 Everything here reads and writes ordinary files and needs no privileges: the root file system is
 written as an archive in the form that the kernel unpacks into memory at boot.
 """
 
-import lzma
 import os
 import pathlib
 import re
 import stat
 import subprocess
 
-HERE = pathlib.Path(__file__).resolve().parent
+GUEST = pathlib.Path(__file__).resolve().parent / "guest"
 
 # What the gateway needs beyond the kernel itself. The modules that these depend on are found in
 # the modules; those that a driver asks for by name at run time are listed here too.
 MODULES = [
     "virtio_pci", "virtio_console", "virtio_net",
     "sdhci-pci", "mmc_block", "crc32c_generic", "ext4", "vfat", "nls_cp437", "nls_ascii",
-    "evdev", "uinput", "dummy", "backlight", "syscopyarea", "sysfillrect", "sysimgblt", "fb_sys_fops",
+    "evdev", "uinput", "dummy",
+    "backlight", "syscopyarea", "sysfillrect", "sysimgblt", "fb_sys_fops",
 ]
 
 # Modification time of every file. The daemon reads a file when its time differs from the last one
@@ -29,22 +29,14 @@ FOLDERS = """bin sbin dev proc sys etc/init.d usr/sbin usr/bin lib tmp var media
              zelkora/Config/system zelkora/Config/version""".split()
 
 
-def extract_kernel(compressed: pathlib.Path) -> bytes:
-    """The kernel proper out of a boot image: QEMU starts it without the unpacker's delay."""
-    image = compressed.read_bytes()
-    start = image.find(b"\xfd7zXZ\x00")
-    if start < 0:
-        raise SystemExit(f"{compressed}: no xz-compressed kernel inside")
-    return lzma.LZMADecompressor(lzma.FORMAT_XZ).decompress(image[start:])
-
-
 def module_name(path: pathlib.Path) -> str:
     return path.name.removesuffix(".ko").replace("-", "_")
 
 
 def module_needs(path: pathlib.Path) -> list[str]:
     found = re.search(rb"\0depends=([^\0]*)\0", b"\0" + path.read_bytes())
-    return [name.replace("-", "_") for name in found[1].decode().split(",") if name] if found else []
+    names = found[1].decode().replace("-", "_") if found else ""
+    return [name for name in names.split(",") if name]
 
 
 def modules_in_order(tree: pathlib.Path, wanted: list[str]) -> list[pathlib.Path]:
@@ -142,47 +134,32 @@ def add_program(archive: Archive, name: str, path: pathlib.Path, folders: list[p
         archive.link(loader, f"/lib/{os.path.basename(loader)}")
 
 
-def root_file_system(daemon: pathlib.Path, agent: pathlib.Path, busybox: pathlib.Path,
-                     modules: list[pathlib.Path], libraries: list[pathlib.Path],
-                     config: dict[str, str]) -> bytes:
-    """`config` holds the gateway's configuration files: path below the root -> content."""
+def make(place: pathlib.Path, libraries: list[pathlib.Path],
+         config: dict[str, str]) -> pathlib.Path:
+    """Writes `root.cpio` into the folder that scripts/system-image has filled; one that is the same
+    keeps its time. `config` holds the gateway's configuration files: path -> content."""
+    unpacked, daemon = place / "unpacked", place / "daemon" / "paneld"
+    if not daemon.exists():
+        raise SystemExit(f"{place} is not filled; run scripts/system-image {place.name} first")
     archive = Archive()
     for name in FOLDERS:
         archive.folder(name)
     archive.console("dev/console")
-    archive.file("bin/busybox", busybox.read_bytes(), executable=True)
+    archive.file("bin/busybox", (unpacked / "bin/busybox").read_bytes(), executable=True)
     archive.link("bin/sh", "busybox")
     archive.link("sbin/init", "../bin/busybox")
     archive.link("init", "sbin/init")
-    for path in sorted((HERE / "guest").rglob("*")):
-        if path.is_file():
-            archive.file(str(path.relative_to(HERE / "guest")), path.read_bytes(),
-                         executable=os.access(path, os.X_OK))
+    for path in sorted(path for path in GUEST.rglob("*") if path.is_file()):
+        archive.file(str(path.relative_to(GUEST)), path.read_bytes(), os.access(path, os.X_OK))
+    modules = modules_in_order(unpacked / "lib/modules", MODULES) + [place / "panel/panel.ko"]
     for path in modules:
         archive.file(f"lib/modules/{path.name}", path.read_bytes())
     archive.file("etc/modules", "".join(f"/lib/modules/{p.name}\n" for p in modules).encode())
-    archive.file("usr/sbin/agent", agent.read_bytes(), executable=True)
+    archive.file("usr/sbin/agent", (place / "agent").read_bytes(), executable=True)
     add_program(archive, "usr/sbin/paneld", daemon, libraries)
     for name, content in config.items():
         archive.file(name.lstrip("/"), content.encode())
-    return archive.finish()
-
-
-def make(place: pathlib.Path, libraries: list[pathlib.Path], config: dict[str, str]) -> None:
-    """Writes `kernel` and `root.cpio` into the folder that scripts/system-image has filled; what is
-    there already keeps its time."""
-    unpacked = place / "unpacked"
-    if not (place / "daemon" / "paneld").exists():
-        raise SystemExit(f"{place} is not filled; run scripts/system-image {place.name} first")
-    compressed = next((unpacked / "boot").glob("vmlinuz-*"))
-    if place.name == "amd64":
-        kernel = extract_kernel(compressed)
-    else:
-        kernel = compressed.read_bytes()    # this processor's machine unpacks it by itself
-    modules = modules_in_order(unpacked / "lib" / "modules", MODULES)
-    root = root_file_system(place / "daemon" / "paneld", place / "agent",
-                            unpacked / "bin" / "busybox", modules + [place / "panel" / "panel.ko"],
-                            libraries, config)
-    for path, content in ((place / "kernel", kernel), (place / "root.cpio", root)):
-        if not path.exists() or path.read_bytes() != content:
-            path.write_bytes(content)
+    content, root = archive.finish(), place / "root.cpio"
+    if not root.exists() or root.read_bytes() != content:
+        root.write_bytes(content)
+    return root

@@ -1,13 +1,11 @@
-"""One virtual gateway: a QEMU process of ours, its agent, its panel and its button.
+"""One virtual gateway: a QEMU process of ours and the agent inside.
 
 Everything talks over sockets and files in the machine's own folder; the machine has no network
 but a hub of its own. A machine is ended by its process handle and by nothing else.
 """
 
-import contextlib
 import dataclasses
 import json
-import os
 import pathlib
 import socket
 import subprocess
@@ -29,13 +27,9 @@ class MachineReset(MachineError):
 
 @dataclasses.dataclass(frozen=True)
 class Kind:
-    """What is started; its kernel and root are in `place`."""
+    """What is started; its kernel and root file system are in `place`."""
     processor: str          # "amd64" or "armhf"
     lines: int              # 64 or 32
-
-    @property
-    def name(self) -> str:
-        return f"{self.processor}-{self.lines}"
 
     @property
     def place(self) -> pathlib.Path:
@@ -50,31 +44,26 @@ class Kind:
                 "-append", f"console=ttyAMA0 initcall_blacklist=gpio_keys_init {words}"]
 
 
-def connect(path: pathlib.Path, limit: float = 10.0) -> socket.socket:
-    """Connects to a socket that a starting process is about to make. The folder is named by a
-    descriptor: the name of a socket may not be long."""
+def connect(name: str, limit: float = 10.0) -> socket.socket:
+    """Connects to a socket that a starting process is about to make in this process's folder."""
     end = time.monotonic() + limit
-    folder = os.open(path.parent, os.O_RDONLY)
-    try:
-        while True:
-            link = socket.socket(socket.AF_UNIX)
-            try:
-                link.connect(f"/proc/self/fd/{folder}/{path.name}")
-                return link
-            except OSError:
-                link.close()
-                if time.monotonic() > end:
-                    raise MachineError(f"{path.name}: nobody listens") from None
-                time.sleep(0.02)
-    finally:
-        os.close(folder)
+    while True:
+        link = socket.socket(socket.AF_UNIX)
+        try:
+            link.connect(name)
+            return link
+        except OSError:
+            link.close()
+            if time.monotonic() > end:
+                raise MachineError(f"{name}: nobody listens") from None
+            time.sleep(0.02)
 
 
 class Monitor:
     """QEMU's own control socket. `resets` counts those of the machine, as seen so far."""
 
-    def __init__(self, path: pathlib.Path) -> None:
-        self._link = connect(path)
+    def __init__(self) -> None:
+        self._link = connect("qmp.sock")
         self._link.settimeout(ANSWER_LIMIT)
         self._lines = self._link.makefile("rw")
         self.resets = 0
@@ -104,15 +93,12 @@ class Monitor:
         self.ask("query-status")    # its answer comes after what has happened before
         return self.resets
 
-    def close(self) -> None:
-        self._link.close()
-
 
 class Agent:
     """Speaks to the agent inside the machine; see agent.cpp for the verbs."""
 
-    def __init__(self, path: pathlib.Path, monitor: Monitor) -> None:
-        self._link = connect(path)
+    def __init__(self, monitor: Monitor) -> None:
+        self._link = connect("agent.sock")
         self._link.settimeout(1)
         self._monitor = monitor
         self._resets = monitor.resets
@@ -150,24 +136,21 @@ class Agent:
             raise MachineError(f"{verb} {request!r}: {data.decode(errors='replace').strip()}")
         return data
 
-    def close(self) -> None:
-        self._link.close()
-
 
 class Machine:
-    """A running virtual gateway, from the kernel's start or as it was saved."""
+    """A running virtual gateway, from the kernel's start or as it was saved. Its files are in this
+    process's folder."""
 
-    def __init__(self, kind: Kind, folder: pathlib.Path, saved: pathlib.Path | None = None) -> None:
+    def __init__(self, kind: Kind, saved: pathlib.Path | None = None) -> None:
         self.kind = kind
-        self.folder = folder
-        self._errors = open(folder / "qemu.txt", "w+b")
         # Whatever becomes of this process, the machine does not outlive it.
-        self._process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *self._command(saved)],
-                                         cwd=folder, stdin=subprocess.DEVNULL,
-                                         stdout=self._errors, stderr=self._errors)
+        with open("qemu.txt", "wb") as errors:
+            self._process = subprocess.Popen(
+                ["setpriv", "--pdeathsig", "KILL", *self._command(saved)],
+                stdin=subprocess.DEVNULL, stdout=errors, stderr=errors)
         try:
-            self.monitor = Monitor(folder / "qmp.sock")
-            self.modem_port = connect(folder / "modem.sock")
+            self.monitor = Monitor()
+            self.modem_port = connect("modem.sock")
             if saved:
                 self._go_on()
             self.meet_agent()
@@ -179,7 +162,7 @@ class Machine:
         port = "socket,server=on,wait=off"
         command = self.kind.command() + [
             "-accel", "tcg", "-m", "256", "-nodefaults", "-display", "none",
-            "-kernel", str(self.kind.place / "kernel"),
+            "-kernel", str(next(self.kind.place.glob("unpacked/boot/vmlinuz-*"))),
             "-initrd", str(self.kind.place / "root.cpio"),
             "-rtc", "base=2024-03-04T09:00:00",
             "-chardev", "file,id=console,path=console.txt", "-serial", "chardev:console",
@@ -213,9 +196,8 @@ class Machine:
 
     def meet_agent(self) -> None:
         """Waits until the agent inside answers; after a reset it is another one."""
-        with contextlib.suppress(AttributeError):
-            self.agent.close()
-        self.agent = Agent(self.folder / "agent.sock", self.monitor)
+        self.agent = None       # which closes its port
+        self.agent = Agent(self.monitor)
         self.agent.do("sh", "true", BOOT_LIMIT)
 
     def save(self, path: pathlib.Path) -> None:
@@ -232,9 +214,5 @@ class Machine:
         return self.agent.do("sh", script).decode(errors="replace")
 
     def close(self) -> None:
-        for part in ("monitor", "agent", "modem_port"):
-            with contextlib.suppress(AttributeError, OSError):
-                getattr(self, part).close()
         self._process.kill()
         self._process.wait()
-        self._errors.close()

@@ -11,43 +11,7 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using Wait = sim::PanelProcess::Wait;
-
-TEST(Start, OnABareMachineSaysWhatIsMissingAndRunsOn) {
-    sim::Gateway gateway;
-    for (const char* path :
-         {"sys.xml", "system/sn.xml", "version/main-version.conf", "Channel-template.xml"}) {
-        gateway.removeFile(std::string("/zelkora/Config/") + path);
-    }
-    gateway.setFramebufferPresent(false);
-    gateway.setButtonPresent(false);
-    gateway.setBacklightPresent(sim::Backlight::Ssd1306, false);
-    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
-    ASSERT_EQ(panel.settle(), Wait::Settled);
-    EXPECT_EQ(panel.output(),
-              "Error:can not open LCD FrameBuffer Device /dev/fb0\n"
-              "get /zelkora/Config/Channel-template.xml status error\n"
-              "get /zelkora/Config/sys.xml status error\n"
-              "get /zelkora/Config/system/sn.xml status error\n"
-              "get /zelkora/Config/version/main-version.conf status error\n"
-              "Error:can not open LCD FrameBuffer Device /dev/fb0\n"
-              "fail to open SSD1306 backlight file\n"
-              "Open /input/event0 failed, Please check the driver module is insmod.\n");
-    panel.clearOutput();
-    ASSERT_EQ(panel.advance(120s), Wait::Settled);
-    EXPECT_EQ(panel.output(), "fail to open SSD1306 backlight file\n"); // the idle time-out
-    EXPECT_EQ(panel.errors(), "");
-    EXPECT_EQ(panel.exitNormally(), 0);
-}
-
-TEST(Start, MessagesWithoutLineFeedAreVisibleAtOnce) {
-    sim::Gateway gateway;
-    gateway.writeFile("/zelkora/Config/sys.xml", "<other/>");
-    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
-    ASSERT_EQ(panel.settle(), Wait::Settled);
-    EXPECT_EQ(panel.output(), "document of the wrong type, root node != sysConfig");
-}
 
 TEST(Start, WithoutAQueueEndsWithStatus255) {
     sim::Gateway gateway;

@@ -1,5 +1,5 @@
-"""What the scenarios share: a gateway that is looked at. A scenario gets one with the ordinary facts
-and the clock page shown, and presses, changes and looks; time passes by `pass_` alone. Its marks:
+"""What the scenarios share: a gateway that is looked at. A scenario gets one with the ordinary
+facts and the clock page shown, and presses, changes and looks; time passes by `pass_` alone. Marks:
 
 panels(64)          it is for that panel; else it is played on both
 kernel(reason)      on virtual gateways only; simulated(reason): on the simulated one only
@@ -7,7 +7,6 @@ everywhere          on a virtual gateway of each processor and panel; else on th
 """
 
 import pathlib
-import re
 import sys
 
 import pytest
@@ -44,15 +43,8 @@ class WatchedGateway(desk.Gateway):
         return (TOP / f"tests/golden/{self.lines}/{name}.txt").read_text().split()
 
     def shows(self, *texts: str) -> bool:
-        """Whether they stand anywhere in the body font."""
-        rows, font, wide = self.picture(), picture.body_font(), picture.GLYPH_WIDTH
-        for text in texts:
-            cells = ["".join(font[ord(letter)][line * wide:(line + 1) * wide] for letter in text)
-                     for line in range(picture.GLYPH_HEIGHT)]
-            beside = f".{{{len(rows[0]) - len(cells[0])}}}"
-            if not re.search(beside.join(map(re.escape, cells)), "".join(rows)):
-                return False
-        return True
+        rows = self.picture()
+        return all(picture.has_text(rows, text) for text in texts)
 
     def sees(self, holds, limit: float) -> bool:
         for _ in range(round(limit / STEP)):
@@ -94,7 +86,6 @@ class WatchedGateway(desk.Gateway):
 
 
 def pytest_addoption(parser) -> None:
-    parser.addoption("--server", default=desk.SIMULATED[0], help="program of the simulated gateway")
     parser.addoption("--virtual", default="", help="virtual gateways of these processors instead")
 
 
@@ -118,7 +109,6 @@ def gateway(request):
     other = "kernel" if place == "simulated" else "simulated"
     if mark := request.node.get_closest_marker(other):
         pytest.skip(f"{other} only: {mark.args[0]}")
-    command = ([request.config.getoption("--server")] if place == "simulated"
-               else [*desk.VIRTUAL, "--processor", place])
+    command = desk.SIMULATED if place == "simulated" else [*desk.VIRTUAL, "--processor", place]
     with WatchedGateway(command, lines, place == "simulated") as watched:
         yield watched

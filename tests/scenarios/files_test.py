@@ -8,11 +8,10 @@ from gateway import ORDINARY, ordinary_file
 
 SYS_XML, SN_XML, VERSION, CHANNELS = ORDINARY["files"]
 STOP = 19
-CHANNEL = '<Channel No="{}"><CommMode Mode="0" Baud="{}" DataSize="{}" Parity="{}" Stop="1"/></Channel>'
-
-
-def channels(*rows):
-    return f"<ChannelConfig>{''.join(CHANNEL.format(*row) for row in rows)}</ChannelConfig>"
+TWO_CHANNELS = """<ChannelConfig>
+  <Channel No="2"><CommMode Mode="0" Baud="9600" DataSize="8" Parity="" Stop="1"/></Channel>
+  <Channel No="7"><CommMode Mode="0" Baud="1200" DataSize="7" Parity="Even" Stop="2"/></Channel>
+</ChannelConfig>"""
 
 
 def test_files_are_rewritten(gateway):
@@ -25,11 +24,11 @@ def test_files_are_rewritten(gateway):
     gateway.wait_text("SN20249999")
     gateway.press()
     gateway.wait_text("V2.0.0")
-    gateway.write(CHANNELS, channels((2, 9600, 8, ""), (7, 1200, 7, "Even")))
+    gateway.write(CHANNELS, TWO_CHANNELS)
     gateway.press(2)
     gateway.wait_page("channel-no-parity")
     gateway.press()
-    gateway.wait_text("1200 7 E 1")
+    gateway.wait_text("1200 7 E 2")
     gateway.press()
     gateway.wait_page("clock")
 
@@ -77,7 +76,7 @@ def test_lines_come_two_a_second_and_the_newest_are_shown(gateway):
     gateway.pass_(3)
     assert not gateway.shows("line 9")
     gateway.wait_text("line 8", "line 9")
-    gateway.post("x" * 68)                     # with its ending zero one byte too many
+    gateway.post("x" * 69)                     # one byte too many
     gateway.post("never taken")
     gateway.pass_(3)
     assert gateway.shows("line 8", "line 9")

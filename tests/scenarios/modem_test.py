@@ -73,4 +73,4 @@ def test_the_block_is_drawn_before_and_after_the_modem_answers(gateway):
     gateway.pass_(0.55)
     assert gateway.asked()
     gateway.wait_page("sim-status-on-dark", STEP)
-    gateway.wait_page("sim-status-1-bar-on-dark")
+    gateway.wait_page("sim-status-1-bar-on-dark", 2)   # not by the next redraw

@@ -28,8 +28,6 @@ static const struct panel_names ssd1306 = { "SSD1306fb", "ssd1306bl0" };
 static const struct panel_names st7565 = { "ST7565fb", "st7565bl0" };
 
 static struct platform_device *panel_device;
-static struct fb_info *panel_fb;
-static struct backlight_device *panel_backlight;
 
 static int panel_mmap(struct fb_info *info, struct vm_area_struct *vma)
 {
@@ -78,31 +76,12 @@ static void panel_describe(struct fb_info *info, const char *name, void *memory)
 static int panel_add_framebuffer(const char *name)
 {
 	void *memory = vmalloc_user(PAGE_ALIGN(PANEL_WIDTH / 8 * lines));
-	int error;
+	struct fb_info *info = framebuffer_alloc(0, &panel_device->dev);
 
-	if (!memory)
+	if (!memory || !info)
 		return -ENOMEM;
-	panel_fb = framebuffer_alloc(0, &panel_device->dev);
-	if (!panel_fb) {
-		vfree(memory);
-		return -ENOMEM;
-	}
-	panel_describe(panel_fb, name, memory);
-	error = register_framebuffer(panel_fb);
-	if (error) {
-		framebuffer_release(panel_fb);
-		vfree(memory);
-	}
-	return error;
-}
-
-static void panel_remove_framebuffer(void)
-{
-	void *memory = panel_fb->screen_buffer;
-
-	unregister_framebuffer(panel_fb);
-	framebuffer_release(panel_fb);
-	vfree(memory);
+	panel_describe(info, name, memory);
+	return register_framebuffer(info);
 }
 
 static int panel_add_backlight(const char *name)
@@ -112,44 +91,23 @@ static int panel_add_backlight(const char *name)
 		.max_brightness = PANEL_MAX_BRIGHTNESS,
 	};
 
-	panel_backlight = backlight_device_register(name, &panel_device->dev, NULL,
-						    &panel_backlight_ops, &properties);
-	return PTR_ERR_OR_ZERO(panel_backlight);
+	return PTR_ERR_OR_ZERO(backlight_device_register(name, &panel_device->dev, NULL,
+							 &panel_backlight_ops, &properties));
 }
 
+/* Stays loaded: a machine whose panel fails to come up is of no use, and gives nothing back. */
 static int __init panel_init(void)
 {
 	const struct panel_names *names = lines == 64 ? &ssd1306 : &st7565;
 	int error;
 
-	if (lines != 64 && lines != 32)
-		return -EINVAL;
 	panel_device = platform_device_register_simple(names->device, PLATFORM_DEVID_NONE, NULL, 0);
 	if (IS_ERR(panel_device))
 		return PTR_ERR(panel_device);
 	error = panel_add_framebuffer(names->device);
-	if (error)
-		goto no_framebuffer;
-	error = panel_add_backlight(names->backlight);
-	if (error)
-		goto no_backlight;
-	return 0;
-
-no_backlight:
-	panel_remove_framebuffer();
-no_framebuffer:
-	platform_device_unregister(panel_device);
-	return error;
-}
-
-static void __exit panel_exit(void)
-{
-	backlight_device_unregister(panel_backlight);
-	panel_remove_framebuffer();
-	platform_device_unregister(panel_device);
+	return error ? error : panel_add_backlight(names->backlight);
 }
 
 module_init(panel_init);
-module_exit(panel_exit);
 MODULE_DESCRIPTION("Monochrome panel with backlight in ordinary memory");
 MODULE_LICENSE("Dual MIT/GPL");
