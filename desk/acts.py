@@ -11,7 +11,8 @@ from collections.abc import Callable
 from operator import methodcaller as call
 
 import picture
-from gateway import LOG_LINE, LONG_PRESS, ORDINARY, Gateway, GatewayError
+from gateway import LONG_PRESS, ORDINARY, Gateway, GatewayError, as_text, ordinary_file
+from walk import go_to
 
 PORTS = {"eth1": "Port 1 eth1", "eth0": "Port 2 eth0", "ppp0": "Data ppp0"}
 CARDS = [ORDINARY["card"], [128, 96], [30436, 30000], [123456, 121000]]
@@ -19,7 +20,6 @@ MAKERS = ["SIMCOM", "AirM2M", "other"]
 SIMS = {"ready": "SIM in", "pin": "SIM asks for its PIN", "absent": "no SIM"}
 MODEM_WORDS = {"present": ["true", "false"], "maker": MAKERS, "sim": list(SIMS),
                "mood": ["answers", "silent", "error"]}
-MODELS = {"GW-100-L": 2, "GW-100": 1}       # which dialogue the modem is asked in
 PATHS = list(ORDINARY["files"])
 # Short name -> path, what a new one has instead, and when it is read.
 FILES = {
@@ -32,18 +32,20 @@ FILES = {
                  "on the way from the TF card page to the channels"),
 }
 ZONES = pathlib.Path("/usr/share/zoneinfo")
+LOG_LINE = 68           # bytes; a longer message would stay in the queue
+CLOCK = "%Y-%m-%d %H:%M:%S"
 PICTURE_SCALE = 4
 
 Act = Callable[[Gateway], object]
 
 
 def clock_text(clock: float) -> str:
-    return time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(clock))
+    return time.strftime(CLOCK, time.localtime(clock))
 
 
 def file_text(name: str, state: str) -> str:
     path, changes, _ = FILES[name]
-    text = "\n".join(ORDINARY["files"][path]) + "\n"
+    text = ordinary_file(path)
     if state == "broken":
         return text[:len(text) // 2] if text.startswith("<") else ""
     for old, new in changes.items() if state == "new" else ():
@@ -89,13 +91,9 @@ def log_act(line: str) -> Act:
         raise ValueError(f"{len(data)} bytes, a line takes {LOG_LINE}")
 
     def post(gateway: Gateway) -> None:
-        if not gateway.post(data):
+        if not gateway.ask("post", as_text(data.ljust(min(len(data) + 1, LOG_LINE), b"\0")), 1):
             raise GatewayError("the queue is full")
     return post
-
-
-def clock_act(text: str) -> Act:
-    return call("clock", time.mktime(time.strptime(text, "%Y-%m-%d %H:%M:%S")))
 
 
 def zone_act(name: str) -> Act:
@@ -116,11 +114,12 @@ def save_act(path: str) -> Act:
         picture.png(gateway.picture(), PICTURE_SCALE))
 
 
-PORT, FILE, MODEL = "|".join(PORTS), "|".join(FILES), "|".join(MODELS)
+PORT, FILE = "|".join(PORTS), "|".join(FILES)
 # Word -> what follows it in words, as a pattern, and the act of the pattern's groups.
 ACTS: dict[str, tuple[str, str, Callable[..., Act]]] = {
     "press": ("[TIMES]", r"(\d*)", lambda times: call("press", int(times or 1))),
     "hold": ("[SECONDS]", r"([\d.]*)", lambda held: call("press", 1, float(held or LONG_PRESS))),
+    "page": ("NAME, or its beginning", r"(\S+)", lambda name: lambda gateway: go_to(gateway, name)),
     "wait": ("SECONDS", r"([\d.]+)", lambda seconds: call("pass_", float(seconds))),
     "panel": ("64|32", "(64|32)", lambda lines: call("panel", int(lines))),
     "cable": (f"{PORT} in|out", f"({PORT}) (in|out)",
@@ -133,12 +132,10 @@ ACTS: dict[str, tuple[str, str, Callable[..., Act]]] = {
               lambda name, text: call("write", path_of(name), text.replace("\\n", "\n") + "\n")),
     "remove": (f"{FILE}|/PATH", r"(\S+)", lambda name: call("remove", path_of(name))),
     "file": (f"{FILE} new|broken|gone|original", f"({FILE}) (new|broken|gone|original)", file_act),
-    "model": (MODEL, f"({MODEL})",
-              lambda model: call("write", path_of("sn.xml"), file_text(
-                  "sn.xml", "original").replace("GW-100-L", model))),
     "log": ("TEXT", r"(.*)", log_act),
     "zone": ("NAME, such as Europe/Berlin", r"(\S+)", zone_act),
-    "clock": ("YYYY-MM-DD HH:MM:SS", r"(.+)", clock_act),
+    "clock": ("YYYY-MM-DD HH:MM:SS", r"(.+)", lambda text: call(
+        "clock", time.mktime(time.strptime(text, CLOCK)))),
     "restart": ("", "", lambda: call("restart")),
     "show": ("", "", lambda: show),
     "save": ("FILE.png", r"(.+\.png)", save_act),
@@ -149,7 +146,6 @@ NOTES = {
     "address .* none": "ends of the longer text stay until a press",
     "card out": "its mount is left behind",
     "modem mood silent": "a query takes seconds",
-    "model .*": f"read {FILES['sn.xml'][2]}",
     **{f"file {name} .*": f"read {when}" for name, (_, _, when) in FILES.items()},
 }
 
@@ -163,10 +159,10 @@ def act_of(line: str) -> Act:
     found = re.fullmatch(pattern, rest.strip())
     try:
         if not found:
-            raise ValueError(f"'{rest}'")
+            raise ValueError(f"not '{rest}'")
         return act(*found.groups())
     except ValueError as error:
-        raise ValueError(f"{word}: {error}; expected: {word} {form}".rstrip()) from None
+        raise ValueError(f"{word}: {error}; expected: {form or 'nothing more'}") from None
 
 
 def note_of(line: str) -> str:

@@ -1,14 +1,14 @@
 """How a gateway stands, in rows, and what the keys change of it: each gives an act (acts.py)."""
 
 import re
-import time
 
-from acts import CARDS, FILES, MAKERS, MODELS, PORTS, SIMS, clock_text, file_text
+from acts import CARDS, FILES, MAKERS, PORTS, SIMS, clock_text, file_text
 from gateway import ORDINARY, Gateway
 
 REGISTRATIONS = {1: "registered at home", 5: "roaming", 2: "searching", 3: "denied"}
 # The mode as SIMCOM says it, as AirM2M says it.
-NETWORKS = {(8, 17): "4G", (4, 5): "3G", (1, 3): "2G", (0, 0): "no network"}
+NETWORKS = {modes: (name, "networkMode {} systemMode {}".format(*modes)) for modes, name in (
+    ((8, 17), "4G"), ((4, 5), "3G"), ((1, 3), "2G"), ((0, 0), "no network"))}
 # How the modem behaves, and what makes it so.
 MOODS = {"answers": "present true mood answers", "silent": "mood silent", "error": "mood error",
          "missing": "present false"}
@@ -27,7 +27,6 @@ class Facts:
         self._gateway = gateway
         self._last = dict(ORDINARY["addresses"])
         self.files = dict.fromkeys(FILES, "original")
-        self.model = next(iter(MODELS))
         clock, running = gateway.now()
         self._began = clock - running
         self.look()
@@ -41,30 +40,67 @@ class Facts:
         self.network = self.modem["networkMode"], self.modem["systemMode"]
         self.mood = self.modem["mood"] if self.modem["present"] else "missing"
         self.clock, running = self._gateway.now()
+        self.lines = facts["panel"]
         self.jumped = round((self.clock - running - self._began) / HOUR)
 
     def heed(self, act: str) -> None:
         """Remembers of an act what the gateway cannot be asked for."""
-        word, *rest = act.split()
-        if word == "file":
-            self.files[rest[0]] = rest[1]
-        if word == "model" or act.startswith("file sn.xml"):
-            self.model = rest[0] if word == "model" else list(MODELS)[rest[1] == "new"]
+        if act.startswith("file "):
+            _, name, self.files[name] = act.split()
 
     # --- Acts ---
 
-    def address(self, name: str) -> str | None:
-        return self.ports.get(name, {}).get("address")
-
-    def cable_act(self, name: str) -> str:
-        return f"cable {name} {'out' if self.ports[name]['cable'] else 'in'}"
-
-    def address_act(self, name: str) -> str:
-        return f"address {name} {'none' if self.address(name) else self._last[name]}"
+    def address(self, name: str) -> str:
+        return self.ports.get(name, {}).get("address") or "none"
 
     def proposed_address(self) -> str:
         head, last = self._last["eth1"].split("/")[0].rsplit(".", 1)
         return f"eth1 {head}.{int(last) % 254 + 1}/{self._last['eth1'].split('/')[1]}"
+
+    def standing(self) -> list[str]:
+        """The acts that would change nothing."""
+        return [*(f"cable {name} {'in' if port['cable'] else 'out'}"
+                  for name, port in self.ports.items()),
+                *(f"address {name} {self.address(name)}" for name in PORTS),
+                "card in {} {}".format(*self.card) if self.card else "card out",
+                *(f"modem {fact} {value}" for fact, value in self.modem.items()),
+                f"modem {NETWORKS.get(self.network, ['', ''])[1]}", f"modem {MOODS[self.mood]}",
+                *(f"file {name} {state}" for name, state in self.files.items())]
+
+    def act_of_key(self, key: str) -> str:
+        """The act behind the one that stands, or the first."""
+        acts, standing = self.keys()[key][1], self.standing()
+        return following(acts, next((act for act in acts if act in standing), None))
+
+    def keys(self) -> dict[str, tuple[str, list[str]]]:
+        """Key -> what it does in the words of the help, and the acts that it goes through; in the
+        order in which they are shown."""
+        signal = self.modem["signal"]
+        cables = {name: [f"cable {name} out", f"cable {name} in"] for name in PORTS}
+        addresses = {name: [f"address {name} none", f"address {name} {self._last[name]}"]
+                     for name in PORTS}
+        cards = ["card in {} {}".format(*card) for card in CARDS]
+        return {
+            "1": ("cable of port 1, eth1, out or in", cables["eth1"]),
+            "2": ("cable of port 2, eth0, out or in", cables["eth0"]),
+            "x": ("address of eth1 away or back", addresses["eth1"]),
+            "X": ("address of eth0 away or back", addresses["eth0"]),
+            "3": ("data link ppp0 down or up", addresses["ppp0"]),
+            "t": ("pull or insert the TF card", ["card out", cards[0]]),
+            "T": ("TF card of another size", cards),
+            "i": ("SIM out or in", ["modem sim absent", "modem sim ready"]),
+            "p": ("SIM asks for its PIN or not", ["modem sim pin", "modem sim ready"]),
+            "g": ("home, roaming, searching, denied",
+                  [f"modem registration {code}" for code in REGISTRATIONS]),
+            "+": ("signal stronger, up to 31", [f"modem signal {min(signal + 1, STRONGEST)}"]),
+            "-": ("signal weaker, down to 0", [f"modem signal {max(signal - 1, 0)}"]),
+            "n": ("network 4G, 3G, 2G, none", [f"modem {act}" for _, act in NETWORKS.values()]),
+            "m": ("modem of SIMCOM, AirM2M, other", [f"modem maker {maker}" for maker in MAKERS]),
+            "o": ("modem well, silent, ERROR, gone", [f"modem {act}" for act in MOODS.values()]),
+            "k": ("model for modem dialogue 1 or 2", ["file sn.xml new", "file sn.xml original"]),
+            "c": ("clock one hour on", [f"clock {clock_text(self.clock + HOUR)}"]),
+            "C": ("clock one hour back", [f"clock {clock_text(self.clock - HOUR)}"]),
+        }
 
     # --- Rows ---
 
@@ -72,30 +108,30 @@ class Facts:
         jumped = f" ({self.jumped:+d} h)" if self.jumped else ""
         files = ", ".join(f"{name} {state}" for name, state in self.files.items()
                           if state != "original")
-        channels = ", ".join(re.findall(r'No="(\d+)"', file_text("channels", "new"))
-                             if self.files["channels"] == "new" else ["1", "2", "5"])
         readable = self.files["channels"] in ("original", "new")
+        channels = re.findall(r'No="(\d+)"', file_text("channels", self.files["channels"]))
         return [("Clock", clock_text(self.clock) + jumped, not jumped),
                 *(self._port_row(name) for name in PORTS), self._modem_row(), self._sim_row(),
                 ("TF card", "{} MB, {} free".format(*self.card) if self.card else "out",
                  self.card is not None),
-                ("Channels", channels if readable else "no readable template", readable),
+                ("Channels", ", ".join(channels) if readable else "no readable template", readable),
                 ("Files", files or "all as they were", not files)]
 
     def _port_row(self, name: str) -> Row:
         address = self.address(name)
-        if not address and name == "ppp0":
+        if name not in self.ports:
             return PORTS[name], "no link", False
         plugged = self.ports[name]["cable"]
-        return (PORTS[name], (address or "no address") + ("" if plugged else ", no cable"),
-                bool(address and plugged))
+        return (PORTS[name], address.replace("none", "no address")
+                + ("" if plugged else ", no cable"), address != "none" and plugged)
 
     def _modem_row(self) -> Row:
         if self.mood == "missing":
             return "Modem", "port missing", False
         maker = self.modem["maker"].replace("other", "other maker")
-        network = NETWORKS.get(self.network, "another network")
-        return ("Modem", f"{maker}, kind {MODELS[self.model]}, "
+        kind = 1 if self.files["sn.xml"] == "new" else 2    # of dialogue, by the model
+        network = NETWORKS.get(self.network, ["another network"])[0]
+        return ("Modem", f"{maker}, kind {kind}, "
                 f"{network if self.mood == 'answers' else self.mood}", self.mood == "answers")
 
     def _sim_row(self) -> Row:
@@ -104,37 +140,3 @@ class Facts:
         code = self.modem["registration"]
         return ("SIM", f"{REGISTRATIONS.get(code, code)}, csq {self.modem['signal']}",
                 code in (1, 5))
-
-
-# Key -> what it does, in the words of the help, and the act; in the order in which they are shown.
-FACT_KEYS = {
-    "1": ("cable of port 1, eth1, out or in", lambda facts: facts.cable_act("eth1")),
-    "2": ("cable of port 2, eth0, out or in", lambda facts: facts.cable_act("eth0")),
-    "x": ("address of eth1 away or back", lambda facts: facts.address_act("eth1")),
-    "X": ("address of eth0 away or back", lambda facts: facts.address_act("eth0")),
-    "3": ("data link ppp0 down or up", lambda facts: facts.address_act("ppp0")),
-    "t": ("pull or insert the TF card",
-          lambda facts: "card out" if facts.card else "card in {} {}".format(*CARDS[0])),
-    "T": ("TF card of another size",
-          lambda facts: "card in {} {}".format(*following(CARDS, facts.card))),
-    "i": ("SIM out or in",
-          lambda facts: f"modem sim {'ready' if facts.modem['sim'] == 'absent' else 'absent'}"),
-    "p": ("SIM asks for its PIN or not",
-          lambda facts: f"modem sim {'ready' if facts.modem['sim'] == 'pin' else 'pin'}"),
-    "g": ("home, roaming, searching, denied", lambda facts: "modem registration "
-          f"{following(REGISTRATIONS, facts.modem['registration'])}"),
-    "+": ("signal stronger, up to 31",
-          lambda facts: f"modem signal {min(facts.modem['signal'] + 1, STRONGEST)}"),
-    "-": ("signal weaker, down to 0",
-          lambda facts: f"modem signal {max(facts.modem['signal'] - 1, 0)}"),
-    "n": ("network 4G, 3G, 2G, none", lambda facts: "modem networkMode {} systemMode {}".format(
-        *following(NETWORKS, facts.network))),
-    "m": ("modem of SIMCOM, AirM2M, other",
-          lambda facts: f"modem maker {following(MAKERS, facts.modem['maker'])}"),
-    "o": ("modem well, silent, ERROR, gone",
-          lambda facts: f"modem {MOODS[following(MOODS, facts.mood)]}"),
-    "k": ("model for modem dialogue 1 or 2",
-          lambda facts: f"model {following(MODELS, facts.model)}"),
-    "c": ("clock one hour on", lambda facts: f"clock {clock_text(facts.clock + HOUR)}"),
-    "C": ("clock one hour back", lambda facts: f"clock {clock_text(facts.clock - HOUR)}"),
-}

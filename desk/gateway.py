@@ -19,7 +19,6 @@ ORDINARY = json.loads((TOP / "desk/ordinary.json").read_text())
 BUTTON = 256
 SHORT_PRESS = 0.1       # seconds
 LONG_PRESS = 10.5
-LOG_LINE = 68           # bytes that the daemon takes
 
 
 def pages(lines: int) -> list[dict]:
@@ -73,10 +72,9 @@ class Gateway:
         self.ask("write", path, as_text(data))
 
     def post(self, line: str | bytes, kind: int = 1) -> bool:
-        """A line of the log; the panel's text is GB2312. A zero ends one that leaves room for it:
-        a longer message would stay in the queue."""
+        """A line of the log; the panel's text is GB2312. A zero ends it."""
         data = line.encode("gb2312") if isinstance(line, str) else line
-        return self.ask("post", as_text(data.ljust(min(len(data) + 1, LOG_LINE), b"\0")), kind)
+        return self.ask("post", as_text(data + b"\0"), kind)
 
     def said_both(self) -> list[str]:
         """What the daemon has written since the last look: standard output, standard error."""

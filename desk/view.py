@@ -28,7 +28,8 @@ KEY_HINTS = [("spc", "press"), ("h", "hold"), ("s", "64/32"), ("1 2 3", "ports")
 FRONT_HELP = [("spc", "short press (or Enter)"), ("h", "hold for ten seconds, or let go"),
               ("s", "64-line or 32-line panel"), ("r", "start paneld again"),
               ("a", "change an address"), ("f", "rewrite, break, delete a file"),
-              ("l", "send a line to the log"), ("j", "straight to a page"), ("q", "quit")]
+              ("l", "send a line to the log"), ("j", "straight to a page"),
+              (":", "any act of a play"), ("q", "quit")]
 NOTES = ["Nothing here reaches this machine. On the virtual gateway a reboot and the",
          "other panel make the facts ordinary again. ./run --help tells of more.",
          "Any key closes this help."]
@@ -134,13 +135,13 @@ class View:
         """All of the front and its desk."""
         self._screen.erase()
         rows, columns = self._screen.getmaxyx()
-        desk, facts = front.desk, front.facts()
-        layout = choose_layout(columns, rows, desk.lines, len(facts), front.cells)
+        desk, facts = front.desk, front.desk.fact_rows()
+        layout = choose_layout(columns, rows, len(desk.rows), len(facts), front.cells)
         if layout is None:
             self._put(0, 0, f"The terminal has {columns} x {rows} characters;")
             self._put(0, 1, "the panel needs {} x {}. q quits.".format(*SMALLEST))
         else:
-            self._draw_panel(desk, layout, f" paneld, {desk.lines} lines{front.title} ")
+            self._draw_panel(desk, layout, f" paneld, {len(desk.rows)} lines{front.title} ")
             self._draw_facts(facts, layout)
             self._draw_keys(layout.keys)
             self._draw_remarks(desk, front, layout.remarks)
@@ -179,11 +180,13 @@ class View:
                       width - LABEL_WIDTH - 1)
 
     def _draw_remarks(self, desk, front, area: Area) -> None:
-        room = area.rows - bool(front.prompt)
-        for y, (text, look) in enumerate(desk.remarks[-room:] if room else [], area.top):
-            self._put(area.left, y, text, look, area.columns)
-        if front.prompt:
-            line = front.prompt.line()
+        room = area.rows - (front.typed is not None)
+        for y, (clock, text, look, count) in enumerate(desk.remarks[-room:] if room else [],
+                                                       area.top):
+            times = f" ({count} times)" if count > 1 else ""
+            self._put(area.left, y, f"{clock} {text}{times}", look, area.columns)
+        if front.typed is not None:
+            line = f"> {front.typed}_"
             while columns_of(line) > area.columns:
                 line = line[1:]
             self._put(area.left, area.top + area.rows - 1, line, "strong", area.columns)
