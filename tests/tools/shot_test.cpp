@@ -131,7 +131,7 @@ TEST(CommandLine, EveryOptionIsInTheCompletionAndInTheManual) {
         EXPECT_EQ(completions(command), options) << command;
         all.insert(options.begin(), options.end());
     }
-    const std::string manual = contentsOf(PANELD_SOURCES "/packaging/man/panelctl.1");
+    const std::string manual = contentsOf(PANELD_SOURCES "/packaging/man/panelctl.1.in");
     const std::string plain = replaced(replaced(manual, R"( \\-)", " --"), R"(\\-)", "-");
     EXPECT_EQ(allMatches(plain, "(--[a-z]{2,}(?:-[a-z]+)*)"), all);
 }
