@@ -106,7 +106,9 @@ extern "C" [[gnu::noinline]] void measuredDraw(const void* page) {
 }
 
 int main(int count, char** arguments) {
-    std::freopen("/dev/null", "w", stderr);
+    if (std::freopen("/dev/null", "w", stderr) == nullptr) {
+        return 1;
+    }
     const char* wanted = count > 1 ? arguments[1] : "";
     if (const Page* page = findPage(wanted)) {
         sim::Gateway gateway(page->lines == 64 ? sim::panel64 : sim::panel32);

@@ -21,11 +21,7 @@ install(PROGRAMS ${paneld_packaging}/paneld.init DESTINATION /etc/init.d RENAME 
 install(FILES ${paneld_packaging}/debian/lintian-overrides
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides RENAME paneld)
 
-# What links against the daemon's libraries is resolved once, at the start, and read-only then.
-set(paneld_shipped paneld)
-
 if(PANELD_TOOLS)
-  list(APPEND paneld_shipped panelctl)
   install(TARGETS panelctl DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(FILES ${paneld_packaging}/panelctl.bash-completion
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions RENAME panelctl)
@@ -71,10 +67,6 @@ if(PANELD_TOOLS)
   install(FILES ${manual}/panelctl.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES ${manual}/changelog.gz ${manual}/debian/copyright DESTINATION ${paneld_doc})
 endif()
-
-foreach(program IN LISTS paneld_shipped)
-  target_link_options(${program} PRIVATE -Wl,-z,relro,-z,now)
-endforeach()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PROJECT_CONFIG_FILE ${paneld_packaging}/complete.cmake)

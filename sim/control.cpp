@@ -1,4 +1,4 @@
-#include "sim/control.h"
+#include "sim/places.h"
 
 #include <iterator>
 
@@ -13,24 +13,7 @@ constexpr const char* callNames[] = {
     "select", "tcgetattr", "tcsetattr", "tcdrain",       "tcflush",      "pthread_create",
 };
 
-constexpr const char* pathNames[] = {
-    "none",
-    "/dev/fb0",
-    "/dev/input/event0",
-    "/dev/mux3",
-    "/dev/mmcblk0p1",
-    "/media/mmcblk0p1",
-    "SSD1306 brightness",
-    "ST7565 brightness",
-    "sys.xml",
-    "sn.xml",
-    "main-version.conf",
-    "Channel-template.xml",
-    "other configuration",
-};
-
 static_assert(std::size(callNames) == callCount);
-static_assert(std::size(pathNames) == pathCount);
 
 } // namespace
 
@@ -39,7 +22,7 @@ const char* name(Call call) {
 }
 
 const char* name(Path path) {
-    return pathNames[static_cast<std::size_t>(path)];
+    return path == Path::None ? "none" : path == Path::Refused ? "refused" : pathOf(path).data();
 }
 
 } // namespace sim

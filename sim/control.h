@@ -52,23 +52,23 @@ enum class Call : std::uint8_t {
 };
 inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::PthreadCreate) + 1;
 
-// The places of the real gateway that are redirected into the sandbox.
+// The places of the real gateway that are redirected into the sandbox; sim/places.h has their paths.
 enum class Path : std::uint8_t {
-    None,             // no redirected place; as a fault's path: any
-    Framebuffer,      // /dev/fb0
-    Button,           // /dev/input/event0
-    ModemPort,        // /dev/mux3
-    TfDevice,         // /dev/mmcblk0p1
-    TfMount,          // /media/mmcblk0p1
-    BacklightSsd1306, // /sys/devices/platform/SSD1306fb/backlight/ssd1306bl0/brightness
-    BacklightSt7565,  // /sys/devices/platform/ST7565fb/backlight/st7565bl0/brightness
-    SysXml,           // /zelkora/Config/sys.xml
-    SnXml,            // /zelkora/Config/system/sn.xml
-    VersionFile,      // /zelkora/Config/version/main-version.conf
-    ChannelTemplate,  // /zelkora/Config/Channel-template.xml
-    OtherConfig,      // anything else under /zelkora/
+    None, // no place of the gateway; as a fault's path: any
+    Framebuffer,
+    Button,
+    ModemPort,
+    TfDevice,
+    TfMount,
+    BacklightSsd1306,
+    BacklightSt7565,
+    SysXml,
+    SnXml,
+    VersionFile,
+    ChannelTemplate,
+    Refused, // a path where devices and configuration live and that the table does not have
 };
-inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::OtherConfig) + 1;
+inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::Refused) + 1;
 
 // The call and the place as text, for reports.
 const char* name(Call call);

@@ -1,5 +1,7 @@
 #include "sim/gateway.h"
 
+#include "sim/places.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
@@ -42,11 +44,11 @@ constexpr std::chrono::seconds ordinaryUptime{1000};
 // Modification times count up from here, away from 0, which the daemon takes for "never read".
 constexpr std::time_t firstStamp = 1'700'000'000;
 
-constexpr const char* framebuffer = "/dev/fb0";
-constexpr const char* button = "/dev/input/event0";
-constexpr const char* modemDevice = "/dev/mux3";
-constexpr const char* tfDevice = "/dev/mmcblk0p1";
-constexpr const char* tfMount = "/media/mmcblk0p1";
+constexpr const char* framebuffer = pathOf(Path::Framebuffer).data();
+constexpr const char* button = pathOf(Path::Button).data();
+constexpr const char* modemDevice = pathOf(Path::ModemPort).data();
+constexpr const char* tfDevice = pathOf(Path::TfDevice).data();
+constexpr const char* tfMount = pathOf(Path::TfMount).data();
 
 // What the brightness file holds before anyone writes it: neither of the daemon's levels.
 constexpr const char* bootBrightness = "50\n";
@@ -144,10 +146,8 @@ Backlight fittedBacklight(const Panel& panel) {
     return panel.height == 64 ? Backlight::Ssd1306 : Backlight::St7565;
 }
 
-const char* brightnessFile(Backlight which) {
-    return which == Backlight::Ssd1306
-               ? "/sys/devices/platform/SSD1306fb/backlight/ssd1306bl0/brightness"
-               : "/sys/devices/platform/ST7565fb/backlight/st7565bl0/brightness";
+std::string_view brightnessFile(Backlight which) {
+    return pathOf(which == Backlight::Ssd1306 ? Path::BacklightSsd1306 : Path::BacklightSt7565);
 }
 
 // Straight from the kernel: in a test program the library's call is interposed.
@@ -479,19 +479,19 @@ void Gateway::dropEvents() {
 // --- Configuration files ---
 
 void Gateway::writeSysXml(std::string_view gatewayAddress, std::string_view cascade) {
-    writeFile("/zelkora/Config/sys.xml", std::string(xmlHead) + "<sysConfig>\n  <lan1" +
-                                             attribute("gateway", gatewayAddress) +
-                                             attribute("cascade", cascade) + "/>\n</sysConfig>\n");
+    writeFile(pathOf(Path::SysXml), std::string(xmlHead) + "<sysConfig>\n  <lan1" +
+                                        attribute("gateway", gatewayAddress) +
+                                        attribute("cascade", cascade) + "/>\n</sysConfig>\n");
 }
 
 void Gateway::writeSnXml(std::string_view seriesNumber, std::string_view model) {
-    writeFile("/zelkora/Config/system/sn.xml", std::string(xmlHead) + "<snConfig>\n  <sn" +
-                                                   attribute("sn", seriesNumber) + "/>\n  <model" +
-                                                   attribute("model", model) + "/>\n</snConfig>\n");
+    writeFile(pathOf(Path::SnXml), std::string(xmlHead) + "<snConfig>\n  <sn" +
+                                       attribute("sn", seriesNumber) + "/>\n  <model" +
+                                       attribute("model", model) + "/>\n</snConfig>\n");
 }
 
 void Gateway::writeVersion(std::string_view contents) {
-    writeFile("/zelkora/Config/version/main-version.conf", contents);
+    writeFile(pathOf(Path::VersionFile), contents);
 }
 
 void Gateway::writeChannels(std::span<const Channel> channels) {
@@ -504,7 +504,7 @@ void Gateway::writeChannels(std::span<const Channel> channels) {
                 attribute("Parity", channel.parity) +
                 attribute("Stop", std::to_string(channel.stop)) + "/>\n  </Channel>\n";
     }
-    writeFile("/zelkora/Config/Channel-template.xml", text + "</ChannelConfig>\n");
+    writeFile(pathOf(Path::ChannelTemplate), text + "</ChannelConfig>\n");
 }
 
 void Gateway::writeChannels(std::initializer_list<Channel> channels) {

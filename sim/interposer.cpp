@@ -1,13 +1,14 @@
 // Stands before the libc calls with which the daemon reaches its gateway. The same object is linked
 // into test programs, where it also catches what libxml2 and zlib call, and preloaded into the
-// unmodified daemon as panel_gateway.so. Redirected places never lead to the real machine: without
-// an attached gateway they do not exist. Built without sanitizers, without fortified headers and
-// without a file offset macro, so that each definition below keeps the name it is written with. It
-// allocates nothing.
+// unmodified daemon as panel_gateway.so. What sim/places.h lists never leads to the real machine:
+// without an attached gateway it does not exist. Built without sanitizers, without fortified
+// headers and without a file offset macro, so that each definition below keeps the name it is
+// written with. It allocates nothing.
 
 #include "sim/binding.h"
 #include "sim/modem_port.h"
 #include "sim/next_call.h"
+#include "sim/places.h"
 #include "sim/virtual_clock.h"
 
 #include <algorithm>
@@ -19,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <ifaddrs.h>
 #include <iterator>
@@ -31,6 +33,8 @@
 #include <sys/msg.h>
 #include <sys/select.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/vfs.h>
 #include <termios.h>
@@ -44,6 +48,9 @@ namespace {
 
 constinit NextCall<int(const char*, int, ...)> nextOpen{"open"};
 constinit NextCall<int(const char*, int, ...)> nextOpen64{"open64"};
+constinit NextCall<int(int, const char*, int, ...)> nextOpenat{"openat"};
+constinit NextCall<int(int, const char*, int, ...)> nextOpenat64{"openat64"};
+constinit NextCall<DIR*(const char*)> nextOpendir{"opendir"};
 constinit NextCall<int(int)> nextClose{"close"};
 constinit NextCall<ssize_t(int, const void*, std::size_t)> nextWrite{"write"};
 constinit NextCall<int(int, unsigned long, ...)> nextIoctl{"ioctl"};
@@ -51,13 +58,22 @@ constinit NextCall<void*(void*, std::size_t, int, int, int, off_t)> nextMmap{"mm
 constinit NextCall<void*(void*, std::size_t, int, int, int, off64_t)> nextMmap64{"mmap64"};
 constinit NextCall<int(const char*, struct stat*)> nextStat{"stat"};
 constinit NextCall<int(const char*, struct stat64*)> nextStat64{"stat64"};
+constinit NextCall<int(const char*, struct stat*)> nextLstat{"lstat"};
+constinit NextCall<int(const char*, struct stat64*)> nextLstat64{"lstat64"};
 constinit NextCall<int(int, const char*, struct stat*, int)> nextFstatat{"fstatat"};
 constinit NextCall<int(int, const char*, struct stat64*, int)> nextFstatat64{"fstatat64"};
+constinit NextCall<int(int, const char*, int, unsigned, struct statx*)> nextStatx{"statx"};
 constinit NextCall<int(const char*, int)> nextAccess{"access"};
+constinit NextCall<int(const char*, int)> nextEuidaccess{"euidaccess"};
+constinit NextCall<int(int, const char*, int, int)> nextFaccessat{"faccessat"};
 constinit NextCall<FILE*(const char*, const char*)> nextFopen{"fopen"};
 constinit NextCall<FILE*(const char*, const char*)> nextFopen64{"fopen64"};
+constinit NextCall<FILE*(const char*, const char*, FILE*)> nextFreopen{"freopen"};
+constinit NextCall<FILE*(const char*, const char*, FILE*)> nextFreopen64{"freopen64"};
 constinit NextCall<int(const char*, struct statfs*)> nextStatfs{"statfs"};
 constinit NextCall<int(const char*, struct statfs64*)> nextStatfs64{"statfs64"};
+constinit NextCall<int(const char*, struct statvfs*)> nextStatvfs{"statvfs"};
+constinit NextCall<int(const char*, struct statvfs64*)> nextStatvfs64{"statvfs64"};
 constinit NextCall<int(key_t, int)> nextMsgget{"msgget"};
 constinit NextCall<ssize_t(int, void*, std::size_t, long, int)> nextMsgrcv{"msgrcv"};
 constinit NextCall<FILE*(const char*, const char*)> nextPopen{"popen"};
@@ -133,38 +149,81 @@ __attribute__((constructor)) void bindAtLoad() {
 
 // --- Places ---
 
-struct Place {
-    std::string_view path;
-    Path id;
-};
+constexpr std::size_t pathSize = 1024;
 
-constexpr Place places[] = {
-    {"/dev/fb0", Path::Framebuffer},
-    {"/dev/input/event0", Path::Button},
-    {"/dev/mux3", Path::ModemPort},
-    {"/dev/mmcblk0p1", Path::TfDevice},
-    {"/media/mmcblk0p1", Path::TfMount},
-    {"/sys/devices/platform/SSD1306fb/backlight/ssd1306bl0/brightness", Path::BacklightSsd1306},
-    {"/sys/devices/platform/ST7565fb/backlight/st7565bl0/brightness", Path::BacklightSt7565},
-    {"/zelkora/Config/sys.xml", Path::SysXml},
-    {"/zelkora/Config/system/sn.xml", Path::SnXml},
-    {"/zelkora/Config/version/main-version.conf", Path::VersionFile},
-    {"/zelkora/Config/Channel-template.xml", Path::ChannelTemplate},
-};
-constexpr std::string_view configurationRoot = "/zelkora/";
-
-Path recognise(const char* path) {
-    if (path == nullptr) {
-        return Path::None;
+// Takes one name off the end of a path; the root stays.
+std::size_t parentLength(const char* text, std::size_t length) {
+    while (length > 0 && text[--length] != '/') {
     }
-    const std::string_view text(path);
-    for (const Place& place : places) {
-        if (text == place.path) {
-            return place.id;
+    return length;
+}
+
+// Writes `path` without doubled slashes and without names that are one or two dots, so that no
+// other way of writing a path leads past the table. Relative to the working folder. False when it
+// does not fit, which no path of the table does.
+bool writePlainly(const char* path, std::array<char, pathSize>& plain) {
+    std::array<char, 2 * pathSize> whole{};
+    std::size_t start = 0;
+    if (*path != '/' && syscall(SYS_getcwd, whole.data(), pathSize) > 0) {
+        start = std::strlen(whole.data());
+    }
+    const int added = std::snprintf(whole.data() + start, whole.size() - start, "/%s", path);
+    if (static_cast<std::size_t>(added) >= whole.size() - start) {
+        return false;
+    }
+    std::size_t length = 0;
+    std::string_view rest(whole.data());
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('/', 1), rest.size());
+        const std::string_view name = rest.substr(1, end - 1);
+        rest.remove_prefix(end);
+        if (name == "..") {
+            length = parentLength(plain.data(), length);
+        } else if (!name.empty() && name != ".") {
+            if (length + 1 + name.size() >= plain.size()) {
+                return false;
+            }
+            plain[length] = '/';
+            name.copy(plain.data() + length + 1, name.size());
+            length += 1 + name.size();
         }
     }
-    return text.substr(0, configurationRoot.size()) == configurationRoot ? Path::OtherConfig
-                                                                         : Path::None;
+    plain[length] = '\0';
+    return true;
+}
+
+bool isBelow(std::string_view path, std::string_view folder) {
+    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+bool isAt(std::string_view path, const Place& place) {
+    return place.path.ends_with('/') ? path.starts_with(place.path) : path == place.path;
+}
+
+Path recognisePlain(std::string_view path) {
+    const auto inPath = [path](std::string_view folder) { return isBelow(path, folder); };
+    if (std::none_of(std::begin(guardedFolders), std::end(guardedFolders), inPath)) {
+        return Path::None;
+    }
+    const auto* place = std::find_if(std::begin(places), std::end(places),
+                                     [path](const Place& entry) { return isAt(path, entry); });
+    return place == std::end(places) ? Path::Refused : place->id;
+}
+
+Path recognise(const char* path) {
+    if (path == nullptr || *path == '\0') {
+        return Path::None;
+    }
+    Path id = Path::None;
+    if (*path == '/' && std::strstr(path, "//") == nullptr && std::strstr(path, "/.") == nullptr) {
+        id = recognisePlain(path);
+    } else if (std::array<char, pathSize> plain{}; writePlainly(path, plain)) {
+        id = recognisePlain(plain.data());
+    }
+    if (id == Path::Refused) {
+        complain("refused, for sim/places.h does not have it", path);
+    }
+    return id;
 }
 
 // Counts a call and returns the errno with which the fault plan wants it to fail, or 0.
@@ -197,7 +256,10 @@ class Redirection {
             return;
         }
         error_ = countCall(*gateway, call, id_);
-        std::snprintf(text_.data(), text_.size(), "%s%s", gateway->sandbox, realPath);
+        if (id_ == Path::Refused) {
+            error_ = EACCES;
+        }
+        std::snprintf(text_.data(), text_.size(), "%s%s", gateway->sandbox, pathOf(id_).data());
     }
 
     bool applies() const { return id_ != Path::None; }
@@ -215,7 +277,7 @@ class Redirection {
   private:
     Path id_;
     int error_ = 0;
-    std::array<char, 1024> text_{};
+    std::array<char, pathSize> text_{};
 };
 
 // --- Descriptors of the gateway ---
@@ -225,7 +287,7 @@ constinit std::array<std::atomic<Path>, descriptorCount> descriptorPaths{};
 constinit std::atomic<int> modemDescriptors{0};
 constinit ModemPort modemPort;
 
-Path pathOf(int descriptor) {
+Path placeOf(int descriptor) {
     if (descriptor < 0 || descriptor >= descriptorCount) {
         return Path::None;
     }
@@ -239,13 +301,13 @@ void setPath(int descriptor, Path path) {
 }
 
 bool isModem(int descriptor) {
-    return pathOf(descriptor) == Path::ModemPort && attachedBlock() != nullptr;
+    return placeOf(descriptor) == Path::ModemPort && attachedBlock() != nullptr;
 }
 
 // Counts a call on a descriptor of the gateway. False with errno set when it has to fail; true for
 // every other descriptor.
 bool descriptorCallPasses(Call call, int descriptor) {
-    const Path path = pathOf(descriptor);
+    const Path path = placeOf(descriptor);
     ControlBlock* block = attachedBlock();
     if (path == Path::None || block == nullptr) {
         return true;
@@ -330,14 +392,15 @@ ssize_t writeBrightness(int descriptor, const void* bytes, std::size_t count) {
     return static_cast<ssize_t>(count);
 }
 
-template <typename Next>
-int openAny(Next& next, const char* path, int flags, mode_t mode) {
+// `pass` opens what is no place of the gateway.
+template <typename Pass>
+int openAny(const char* path, int flags, mode_t mode, Pass pass) {
     const Redirection redirection(Call::Open, path);
     if (redirection.applies() && redirection.fails()) {
         return -1;
     }
     const int descriptor =
-        redirection.applies() ? openRedirected(redirection, flags, mode) : next(path, flags, mode);
+        redirection.applies() ? openRedirected(redirection, flags, mode) : pass();
     setPath(descriptor, redirection.path());
     return descriptor;
 }
@@ -354,6 +417,28 @@ auto onPlace(Failure failure, Call call, Next& next, const char* path, Arguments
         return failure;
     }
     return next(redirection.place(), arguments...);
+}
+
+// The same for calls that take a folder too, to which an absolute path is blind.
+template <typename Next, typename... Arguments>
+int onPlaceIn(int folder, Call call, Next& next, const char* path, Arguments... arguments) {
+    const bool relative = path != nullptr && *path != '/' && folder != AT_FDCWD;
+    const Redirection redirection(call, relative ? nullptr : path);
+    if (!redirection.applies()) {
+        return next(folder, path, arguments...);
+    }
+    return redirection.fails() ? -1 : next(folder, redirection.place(), arguments...);
+}
+
+// Like libc's own it closes the stream whatever comes of it.
+template <typename Next>
+FILE* freopenAny(Next& next, const char* path, const char* mode, FILE* stream) {
+    const Redirection redirection(Call::Fopen, path);
+    if (redirection.applies() && redirection.fails()) {
+        std::fclose(stream);
+        return nullptr;
+    }
+    return next(redirection.applies() ? redirection.place() : path, mode, stream);
 }
 
 template <typename Figures, typename Next>
@@ -373,6 +458,7 @@ int statfsAny(Next& next, const char* path, Figures* figures) {
         figures->f_blocks = static_cast<decltype(figures->f_blocks)>(tf.blocks);
         figures->f_bfree = static_cast<decltype(figures->f_bfree)>(tf.blocksFree);
         figures->f_bavail = static_cast<decltype(figures->f_bavail)>(tf.blocksAvailable);
+        figures->f_frsize = static_cast<decltype(figures->f_frsize)>(tf.blockSize);
     }
     return 0;
 }
@@ -385,7 +471,8 @@ bool isFramebuffer(const ControlBlock& block, int descriptor) {
     std::array<char, sizeof block.sandbox + 16> place{};
     std::array<char, sizeof block.sandbox + 16> target{};
     std::snprintf(link.data(), link.size(), "/proc/self/fd/%d", descriptor);
-    std::snprintf(place.data(), place.size(), "%s/dev/fb0", block.sandbox);
+    std::snprintf(place.data(), place.size(), "%s%s", block.sandbox,
+                  pathOf(Path::Framebuffer).data());
     return readlink(link.data(), target.data(), target.size() - 1) > 0 &&
            std::strcmp(target.data(), place.data()) == 0;
 }
@@ -590,8 +677,22 @@ INTERPOSED void panel_gateway_pass(Nanoseconds duration) {
 
 namespace {
 
-bool createsFile(int flags) {
-    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+// The mode among the arguments of an open that may make a file.
+mode_t modeOf(int flags, va_list& arguments) {
+    const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    return creates ? va_arg(arguments, mode_t) : 0;
+}
+
+template <typename Next>
+int openByPath(Next& next, const char* path, int flags, mode_t mode) {
+    return openAny(path, flags, mode, [&] { return next(path, flags, mode); });
+}
+
+template <typename Next>
+int openIn(Next& next, int folder, const char* path, int flags, mode_t mode) {
+    const auto pass = [&] { return next(folder, path, flags, mode); };
+    const bool relative = path != nullptr && *path != '/' && folder != AT_FDCWD;
+    return relative ? pass() : openAny(path, flags, mode, pass);
 }
 
 } // namespace
@@ -599,30 +700,66 @@ bool createsFile(int flags) {
 INTERPOSED int open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = createsFile(flags) ? va_arg(arguments, mode_t) : 0;
+    const mode_t mode = modeOf(flags, arguments);
     va_end(arguments);
-    return openAny(nextOpen, path, flags, mode);
+    return openByPath(nextOpen, path, flags, mode);
 }
 
 INTERPOSED int open64(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = createsFile(flags) ? va_arg(arguments, mode_t) : 0;
+    const mode_t mode = modeOf(flags, arguments);
     va_end(arguments);
-    return openAny(nextOpen64, path, flags, mode);
+    return openByPath(nextOpen64, path, flags, mode);
+}
+
+INTERPOSED int openat(int folder, const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeOf(flags, arguments);
+    va_end(arguments);
+    return openIn(nextOpenat, folder, path, flags, mode);
+}
+
+INTERPOSED int openat64(int folder, const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = modeOf(flags, arguments);
+    va_end(arguments);
+    return openIn(nextOpenat64, folder, path, flags, mode);
 }
 
 // What fortified programs call when no mode is given.
 INTERPOSED int __open_2(const char* path, int flags) {
-    return openAny(nextOpen, path, flags, 0);
+    return openByPath(nextOpen, path, flags, 0);
 }
 
 INTERPOSED int __open64_2(const char* path, int flags) {
-    return openAny(nextOpen64, path, flags, 0);
+    return openByPath(nextOpen64, path, flags, 0);
+}
+
+INTERPOSED int __openat_2(int folder, const char* path, int flags) {
+    return openIn(nextOpenat, folder, path, flags, 0);
+}
+
+INTERPOSED int __openat64_2(int folder, const char* path, int flags) {
+    return openIn(nextOpenat64, folder, path, flags, 0);
+}
+
+INTERPOSED int creat(const char* path, mode_t mode) {
+    return openByPath(nextOpen, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
+}
+
+INTERPOSED int creat64(const char* path, mode_t mode) {
+    return openByPath(nextOpen64, path, O_CREAT | O_WRONLY | O_TRUNC, mode);
+}
+
+INTERPOSED DIR* opendir(const char* path) {
+    return onPlace(nullptr, Call::Open, nextOpendir, path);
 }
 
 INTERPOSED int close(int descriptor) {
-    const Path path = pathOf(descriptor);
+    const Path path = placeOf(descriptor);
     const bool passes = descriptorCallPasses(Call::Close, descriptor);
     const int error = errno;
     setPath(descriptor, Path::None);
@@ -642,7 +779,7 @@ INTERPOSED ssize_t write(int descriptor, const void* bytes, std::size_t count) {
     if (!descriptorCallPasses(Call::Write, descriptor)) {
         return -1;
     }
-    if (isBacklight(pathOf(descriptor)) && attachedBlock() != nullptr) {
+    if (isBacklight(placeOf(descriptor)) && attachedBlock() != nullptr) {
         return writeBrightness(descriptor, bytes, count);
     }
     const ssize_t written = nextWrite(descriptor, bytes, count);
@@ -686,24 +823,41 @@ INTERPOSED int stat64(const char* path, struct stat64* status) noexcept {
     return onPlace(-1, Call::Stat, nextStat64, path, status);
 }
 
+INTERPOSED int lstat(const char* path, struct stat* status) noexcept {
+    return onPlace(-1, Call::Stat, nextLstat, path, status);
+}
+
+INTERPOSED int lstat64(const char* path, struct stat64* status) noexcept {
+    return onPlace(-1, Call::Stat, nextLstat64, path, status);
+}
+
 INTERPOSED int fstatat(int folder, const char* path, struct stat* status, int flags) noexcept {
-    const Redirection redirection(Call::Stat, path);
-    if (redirection.applies() && redirection.fails()) {
-        return -1;
-    }
-    return nextFstatat(folder, redirection.applies() ? redirection.place() : path, status, flags);
+    return onPlaceIn(folder, Call::Stat, nextFstatat, path, status, flags);
 }
 
 INTERPOSED int fstatat64(int folder, const char* path, struct stat64* status, int flags) noexcept {
-    const Redirection redirection(Call::Stat, path);
-    if (redirection.applies() && redirection.fails()) {
-        return -1;
-    }
-    return nextFstatat64(folder, redirection.applies() ? redirection.place() : path, status, flags);
+    return onPlaceIn(folder, Call::Stat, nextFstatat64, path, status, flags);
+}
+
+INTERPOSED int statx(int folder, const char* path, int flags, unsigned mask,
+                     struct statx* status) noexcept {
+    return onPlaceIn(folder, Call::Stat, nextStatx, path, flags, mask, status);
 }
 
 INTERPOSED int access(const char* path, int mode) noexcept {
     return onPlace(-1, Call::Access, nextAccess, path, mode);
+}
+
+INTERPOSED int euidaccess(const char* path, int mode) noexcept {
+    return onPlace(-1, Call::Access, nextEuidaccess, path, mode);
+}
+
+INTERPOSED int eaccess(const char* path, int mode) noexcept {
+    return onPlace(-1, Call::Access, nextEuidaccess, path, mode);
+}
+
+INTERPOSED int faccessat(int folder, const char* path, int mode, int flags) noexcept {
+    return onPlaceIn(folder, Call::Access, nextFaccessat, path, mode, flags);
 }
 
 INTERPOSED FILE* fopen(const char* path, const char* mode) {
@@ -714,12 +868,28 @@ INTERPOSED FILE* fopen64(const char* path, const char* mode) {
     return onPlace(nullptr, Call::Fopen, nextFopen64, path, mode);
 }
 
+INTERPOSED FILE* freopen(const char* path, const char* mode, FILE* stream) {
+    return freopenAny(nextFreopen, path, mode, stream);
+}
+
+INTERPOSED FILE* freopen64(const char* path, const char* mode, FILE* stream) {
+    return freopenAny(nextFreopen64, path, mode, stream);
+}
+
 INTERPOSED int statfs(const char* path, struct statfs* figures) noexcept {
     return statfsAny(nextStatfs, path, figures);
 }
 
 INTERPOSED int statfs64(const char* path, struct statfs64* figures) noexcept {
     return statfsAny(nextStatfs64, path, figures);
+}
+
+INTERPOSED int statvfs(const char* path, struct statvfs* figures) noexcept {
+    return statfsAny(nextStatvfs, path, figures);
+}
+
+INTERPOSED int statvfs64(const char* path, struct statvfs64* figures) noexcept {
+    return statfsAny(nextStatvfs64, path, figures);
 }
 
 // --- Network ---

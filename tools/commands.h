@@ -4,6 +4,7 @@
 //
 // Each command prints its findings on standard output, its errors and warnings on standard
 // error, and returns the exit status of the tool. One thread; nothing is kept between commands.
+// Words of others reach the terminal through `tell` and `complain` alone.
 
 #include <optional>
 #include <string>
@@ -62,7 +63,10 @@ struct ModemOptions {
 // Runs the daemon's modem query and shows its transcript.
 int modem(const ModemOptions& options);
 
-// Prints "panelctl: ", the text and a line feed on standard error.
+// Prints one line on standard output, by what is `visible` of it.
+[[gnu::format(printf, 1, 2)]] void tell(const char* format, ...);
+
+// The same on standard error, behind "panelctl: ".
 [[gnu::format(printf, 1, 2)]] void complain(const char* format, ...);
 
 } // namespace ctl

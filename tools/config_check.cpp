@@ -32,6 +32,9 @@ constexpr long highestByte = 255;
 constexpr std::size_t gatewayLength = 15;
 constexpr std::size_t serialLength = 31;
 constexpr std::size_t versionLength = 30;
+constexpr std::size_t lineLimit = 4096; // of the version file; what lies behind is not looked at
+constexpr std::size_t complaintLimit = 10;
+constexpr std::size_t complaintLength = 200;
 constexpr int lastReachedChannel = 16;
 
 [[gnu::format(printf, 1, 2)]] std::string formatted(const char* format, ...) {
@@ -63,8 +66,11 @@ class ParserComplaints {
   private:
     static void hear(void* self, xmlErrorPtr error) {
         std::string text = error->message == nullptr ? "" : error->message;
-        text.erase(text.find_last_not_of(" \n") + 1);
-        static_cast<ParserComplaints*>(self)->complaints_.push_back({error->line, text});
+        text.erase(std::min(text.find_last_not_of(" \n") + 1, complaintLength));
+        auto& complaints = static_cast<ParserComplaints*>(self)->complaints_;
+        if (complaints.size() < complaintLimit) {
+            complaints.push_back({error->line, text});
+        }
     }
 
     std::vector<ParserComplaint> complaints_;
@@ -289,6 +295,15 @@ ConfigReport checkSnConfig() {
 
 // --- main-version.conf ---------------------------------------------------------------------
 
+// The first line of a file, of a long one its beginning.
+std::string firstLine(const char* path) {
+    std::string line(lineLimit, '\0');
+    std::ifstream file(path);
+    file.read(line.data(), static_cast<std::streamsize>(line.size()));
+    line.resize(static_cast<std::size_t>(file.gcount()));
+    return line.substr(0, line.find('\n'));
+}
+
 ConfigReport checkVersion() {
     ConfigReport report{versionPath, {}, {}};
     if (!readByDaemon(report, &DeviceInfo::readVersion)) {
@@ -298,9 +313,10 @@ ConfigReport checkVersion() {
     shown.erase(shown.find_last_not_of("\r\n") + 1);
     report.values = {{"version", shown}};
 
-    std::string line;
-    std::ifstream file(versionPath);
-    std::getline(file, line);
+    std::string line = firstLine(versionPath);
+    if (line.size() == lineLimit) {
+        report.add(Finding::Cut, 1, formatted("only %zu characters are looked at", lineLimit));
+    }
     if (!line.empty() && line.back() == '\r') {
         line.pop_back();
     }

@@ -69,8 +69,10 @@ std::optional<ctl::QueueMessage> ctl::LogQueue::receive(long type, int flags) co
     if (!status) {
         return std::nullopt;
     }
-    // No message is larger than the whole queue.
-    std::vector<long> buffer(status->capacity / sizeof(long) + 2);
+    // No message is larger than the queue, or than what waits where its owner made it smaller
+    // since.
+    const std::size_t largest = std::max(status->capacity, status->bytes);
+    std::vector<long> buffer(largest / sizeof(long) + 2);
     const std::size_t room = (buffer.size() - 1) * sizeof(long);
     const ssize_t size = msgrcv(identifier_, buffer.data(), room, type, flags | IPC_NOWAIT);
     if (size == -1) {

@@ -8,6 +8,7 @@
 #include "tools/captured_output.h"
 #include "tools/port_recorder.h"
 #include "tools/processes.h"
+#include "tools/visible_text.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -48,20 +49,6 @@ std::uint8_t configuredKind(std::string& model) {
     return kind;
 }
 
-std::string visible(const std::string& bytes) {
-    std::string text;
-    for (const char c : bytes) {
-        char code[8];
-        std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(c));
-        text += c == '\r'                ? "\\r"
-                : c == '\n'              ? "\\n"
-                : c == '\\'              ? "\\\\"
-                : c >= ' ' && c < '\x7f' ? std::string(1, c)
-                                         : code;
-    }
-    return text;
-}
-
 void printTranscript(const std::vector<PortEvent>& events, microseconds end) {
     microseconds asked{};
     for (std::size_t i = 0; i < events.size(); ++i) {
@@ -69,24 +56,24 @@ void printTranscript(const std::vector<PortEvent>& events, microseconds end) {
         switch (event.kind) {
         case PortEvent::Sent: {
             asked = event.at;
-            std::printf("%8.3f s  > %s\n", seconds(event.at), visible(event.bytes).c_str());
+            tell("%8.3f s  > %s", seconds(event.at), visible(event.bytes).c_str());
             std::size_t next = i + 1;
             while (next < events.size() && events[next].kind == PortEvent::Discarded) {
                 ++next;
             }
             if (next == events.size() || events[next].kind == PortEvent::Sent) {
                 const microseconds waited = (next == events.size() ? end : events[next].at) - asked;
-                std::printf("            < nothing for %.0f ms\n", milliseconds(waited));
+                tell("            < nothing for %.0f ms", milliseconds(waited));
             }
             break;
         }
         case PortEvent::Received:
-            std::printf("%8.3f s  < %s  (after %.0f ms)\n", seconds(event.at),
-                        visible(event.bytes).c_str(), milliseconds(event.at - asked));
+            tell("%8.3f s  < %s  (after %.0f ms)", seconds(event.at), visible(event.bytes).c_str(),
+                 milliseconds(event.at - asked));
             break;
         case PortEvent::Discarded:
-            std::printf("%8.3f s    %zu bytes came before the command was out and were dropped\n",
-                        seconds(event.at), event.count);
+            tell("%8.3f s    %zu bytes came before the command was out and were dropped",
+                 seconds(event.at), event.count);
             break;
         }
     }
@@ -103,12 +90,11 @@ std::string shownStrength(std::int32_t csq) {
 
 int printVerdict(const ModemStatus& status) {
     const char* label = networkLabel(status.registered, status.networkType);
-    std::printf("SIM         %s\n", status.simReady != 0 ? "OK" : "NG");
-    std::printf("registered  %s\n", status.registered != 0 ? "yes" : "no");
-    std::printf("network     %s (code %d)\n", label != nullptr ? label : "no service",
-                status.networkType);
-    std::printf("signal      %s, %d of 4 bars (csq %d)\n", shownStrength(status.csq).c_str(),
-                status.signalLevel, status.csq);
+    tell("SIM         %s", status.simReady != 0 ? "OK" : "NG");
+    tell("registered  %s", status.registered != 0 ? "yes" : "no");
+    tell("network     %s (code %d)", label != nullptr ? label : "no service", status.networkType);
+    tell("signal      %s, %d of 4 bars (csq %d)", shownStrength(status.csq).c_str(),
+         status.signalLevel, status.csq);
     return status.simReady != 0 && status.registered != 0 ? statusFine : statusTrouble;
 }
 
@@ -130,8 +116,8 @@ int ctl::modem(const ModemOptions& options) {
         complain("cannot open %s: %s", modemPortPath, std::strerror(errno));
         return statusTrouble;
     }
-    std::printf("%s, model \"%s\", dialogue of kind %d: %s\n", modemPortPath, model.c_str(), kind,
-                kind == modelStepwise ? "one command at a time" : "all commands at once");
+    tell("%s, model \"%s\", dialogue of kind %d: %s", modemPortPath, model.c_str(), kind,
+         kind == modelStepwise ? "one command at a time" : "all commands at once");
     std::fflush(stdout);
 
     ModemStatus status{};
@@ -144,6 +130,7 @@ int ctl::modem(const ModemOptions& options) {
     closeModemPort(fd);
 
     printTranscript(events, took);
-    std::printf("%8.3f s  end\n\n", seconds(took));
+    tell("%8.3f s  end", seconds(took));
+    tell("%s", "");
     return printVerdict(status);
 }

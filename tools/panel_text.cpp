@@ -1,13 +1,15 @@
 #include "tools/panel_text.h"
 
 #include "gui/lcd.h"
+#include "tools/visible_text.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <iconv.h>
 
 namespace {
+
+using namespace ctl;
 
 constexpr const char* panelEncoding = "GB2312";
 constexpr const char* shellEncoding = "UTF-8";
@@ -41,38 +43,14 @@ std::string convert(const char* to, const char* from, std::string_view& text, in
     return result;
 }
 
-// The first character of a UTF-8 text, empty when its bytes are none.
-std::string_view firstCharacter(std::string_view utf8) {
-    int error = 0;
-    for (std::size_t size = 1; size <= std::min<std::size_t>(4, utf8.size()); ++size) {
-        std::string_view rest = utf8.substr(0, size);
-        convert("UTF-32LE", shellEncoding, rest, error);
-        if (error == 0) {
-            return utf8.substr(0, size);
-        }
-    }
-    return {};
-}
-
-std::string escaped(std::string_view bytes) {
-    std::string text;
-    for (const char c : bytes) {
-        char code[8];
-        std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(c));
-        text += code;
-    }
-    return text;
-}
-
 std::string shownCharacter(std::string_view bytes) {
     if (bytes.size() == 1) {
-        const bool printable = bytes[0] >= ' ' && bytes[0] < 0x7f;
-        return printable ? std::string(bytes) : escaped(bytes);
+        return visible(bytes);
     }
     int error = 0;
     std::string_view rest = bytes;
     const std::string text = convert(shellEncoding, panelEncoding, rest, error);
-    return error == 0 ? text : escaped(bytes);
+    return error == 0 ? visible(text) : hexadecimal(bytes);
 }
 
 // Calls visit with the bytes of each character, divided as the panel divides them.
@@ -112,10 +90,10 @@ std::optional<std::string> ctl::toPanelText(std::string_view utf8, std::string& 
         return bytes;
     }
     if (error == EINVAL && bytes.empty() && rest.size() == utf8.size() &&
-        !firstCharacter(utf8).empty()) {
+        characterSize(utf8) != 0) {
         reason = "this system cannot convert to GB2312; only ASCII can be sent";
-    } else if (const std::string_view character = firstCharacter(rest); !character.empty()) {
-        reason = "the panel has no code for '" + std::string(character) + "'";
+    } else if (const std::size_t size = characterSize(rest); size != 0) {
+        reason = "the panel has no code for '" + std::string(rest.substr(0, size)) + "'";
     } else {
         reason =
             "byte " + std::to_string(utf8.size() - rest.size() + 1) + " of the text is not UTF-8";

@@ -7,7 +7,6 @@
 #include "tools/processes.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -19,13 +18,13 @@ const char* plural(std::size_t count) {
 }
 
 void printFacts(const QueueFacts& facts) {
-    std::printf("queue %d: %zu message%s, %zu of %zu bytes\n", logQueueKey, facts.waiting,
-                plural(facts.waiting), facts.bytes, facts.capacity);
+    tell("queue %d: %zu message%s, %zu of %zu bytes", logQueueKey, facts.waiting,
+         plural(facts.waiting), facts.bytes, facts.capacity);
 }
 
 void printMessage(std::size_t place, const QueueMessage& message) {
-    std::printf("  %zu  type %ld  %zu bytes  \"%s\"\n", place, message.type, message.bytes.size(),
-                fromPanelText(textOf(message)).c_str());
+    tell("  %zu  type %ld  %zu bytes  \"%s\"", place, message.type, message.bytes.size(),
+         fromPanelText(textOf(message)).c_str());
 }
 
 // Lists the messages; the status says whether one of them is too long.
@@ -37,8 +36,8 @@ int list(const std::vector<QueueMessage>& messages) {
             continue;
         }
         const std::size_t behind = messages.size() - 1 - i;
-        std::printf("     too long, the panel takes %zu bytes: it %s the %zu message%s behind it\n",
-                    logLineLength, i == 0 ? "blocks" : "will block", behind, plural(behind));
+        tell("     too long, the panel takes %zu bytes: it %s the %zu message%s behind it",
+             logLineLength, i == 0 ? "blocks" : "will block", behind, plural(behind));
         status = statusTrouble;
     }
     return status;
@@ -46,27 +45,27 @@ int list(const std::vector<QueueMessage>& messages) {
 
 // What can be said without seeing the messages.
 int listUnseen(const LogQueue& queue, const QueueFacts& facts, int error) {
-    std::printf("  the messages themselves cannot be seen here (%s)\n", std::strerror(error));
+    tell("  the messages themselves cannot be seen here (%s)", std::strerror(error));
     if (facts.waiting == 0) {
         return statusFine;
     }
     if (facts.bytes > facts.waiting * logLineLength) {
-        std::printf("  at least one is too long, the panel takes %zu bytes\n", logLineLength);
+        tell("  at least one is too long, the panel takes %zu bytes", logLineLength);
         return statusTrouble;
     }
     if (facts.bytes <= logLineLength) {
-        std::printf("  none is too long for the panel\n");
+        tell("  none is too long for the panel");
         return statusFine;
     }
     if (processesNamed(daemonName).empty()) {
-        std::printf("  whether one blocks the others shows only while %s runs\n", daemonName);
+        tell("  whether one blocks the others shows only while %s runs", daemonName);
         return statusFine;
     }
     if (queue.seemsStuck()) {
-        std::printf("  %s takes none of them: the oldest is too long\n", daemonName);
+        tell("  %s takes none of them: the oldest is too long", daemonName);
         return statusTrouble;
     }
-    std::printf("  %s is taking them\n", daemonName);
+    tell("  %s is taking them", daemonName);
     return statusFine;
 }
 
@@ -98,7 +97,7 @@ int dropStuck(LogQueue& queue) {
         return statusTrouble;
     }
     if (!*stuck) {
-        std::printf("nothing is stuck: the panel can take what is at the head\n");
+        tell("nothing is stuck: the panel can take what is at the head");
         return statusFine;
     }
     const auto message = queue.takeOldest();
@@ -112,8 +111,8 @@ int dropStuck(LogQueue& queue) {
         complain("another process took the stuck message; a line behind it went to the end");
         return statusTrouble;
     }
-    std::printf("dropped the message of type %ld, %zu bytes: \"%s\"\n", message->type,
-                message->bytes.size(), fromPanelText(textOf(*message)).c_str());
+    tell("dropped the message of type %ld, %zu bytes: \"%s\"", message->type, message->bytes.size(),
+         fromPanelText(textOf(*message)).c_str());
     return statusFine;
 }
 

@@ -44,6 +44,52 @@ is_stopped() {
     ! runs
 }
 
+daemons() {
+    for program in /proc/[0-9]*/exe; do
+        [ "$(readlink "$program")" != /usr/sbin/paneld ] || printf 'one\n'
+    done | wc -l
+}
+
+# expect_daemons COUNT WHEN
+expect_daemons() {
+    [ "$(daemons)" -eq "$1" ] || fail "$(daemons) daemons run $2"
+}
+
+# The init script run by the command given, with nothing in its environment.
+try_init_script() {
+    script="env -i $*"
+    $script start
+    for _ in 1 2 3 4 5; do $script restart; done
+    expect_daemons 1 "after quick restarts ($*)"
+    for _ in 1 2 3 4 5; do $script restart & done
+    wait
+    expect_daemons 1 "after restarts at the same time ($*)"
+    tr '\0' '\n' <"/proc/$(daemon_process)/environ" | grep -q '^PATH=.*sbin' ||
+        fail "the daemon has no PATH ($*)"
+    $script start
+    expect_daemons 1 "after one start more ($*)"
+    $script stop
+    expect_daemons 0 "after the stop ($*)"
+
+    $script start &
+    until [ -d /run/paneld.pid.lock ] || [ -e /run/paneld.pid ]; do :; done
+    $script stop
+    wait
+    expect_daemons 0 "after a stop during the start ($*)"
+
+    # A number that belongs to somebody else by now, of a shell as the daemon once was.
+    sh -c 'sleep 60; :' &
+    other=$!
+    echo "$other" >/run/paneld.pid
+    ! $script status || fail "another process counts as the daemon ($*)"
+    $script stop
+    echo "$other" >/run/paneld.pid
+    $script start
+    expect_daemons 1 "after a start with the number of another process ($*)"
+    $script stop
+    kill "$other" || fail "the other process was ended ($*)"
+}
+
 ! command -v reboot >/dev/null || fail "this root has a command reboot"
 files >/tmp/before
 
@@ -78,6 +124,19 @@ panelctl queue
 status=0
 panelctl config >/tmp/config || status=$?
 [ "$status" = 1 ] || fail "panelctl config gives $status without any files"
+
+say "init script"
+/etc/init.d/paneld stop
+try_init_script sh /etc/init.d/paneld
+tools=/tmp/busybox
+mkdir "$tools"
+for tool in sh cat kill logger mkdir mkfifo readlink rm rmdir sleep start-stop-daemon; do
+    ln -s "$(command -v busybox)" "$tools/$tool"
+done
+sed "s,^PATH=.*,PATH=$tools:/sbin," /etc/init.d/paneld >/tmp/paneld.busybox
+try_init_script "$tools/sh" /tmp/paneld.busybox
+/etc/init.d/paneld start
+first=$(daemon_process)
 
 say "install again"
 dpkg -i "$package"

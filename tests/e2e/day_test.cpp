@@ -84,13 +84,14 @@ void Day::changeFilesOnTheGatewayPage() {
 void Day::expectEveryCallAndPathReached() {
     for (std::size_t i = 0; i < sim::pathCount; ++i) {
         const auto path = static_cast<sim::Path>(i);
-        if (path == sim::Path::OtherConfig || path == sim::Path::None ||
-            path == backlightPath(false) || (path == sim::Path::ModemPort && !is64())) {
+        if (path == sim::Path::Refused || path == sim::Path::None || path == backlightPath(false) ||
+            (path == sim::Path::ModemPort && !is64())) {
             continue;
         }
         EXPECT_GT(gateway.calls(path), 0U) << name(path);
     }
     EXPECT_EQ(gateway.calls(backlightPath(false)), 0U);
+    EXPECT_EQ(gateway.calls(sim::Path::Refused), 0U) << panel.errors();
     for (std::size_t i = 0; is64() && i < sim::callCount; ++i) {
         const auto call = static_cast<sim::Call>(i);
         EXPECT_GT(gateway.calls(call), 0U) << name(call);

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -16,11 +17,13 @@
 #include <sys/msg.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
 extern "C" int __open_2(const char* path, int flags);
 extern "C" int __open64_2(const char* path, int flags);
+extern "C" int __openat_2(int folder, const char* path, int flags);
 
 namespace {
 
@@ -39,6 +42,7 @@ bool closed(FILE* file) {
 
 struct stat status;
 struct stat64 status64;
+struct statx statusX;
 
 // Each way to reach a file by its path; true when it was found.
 struct Reach {
@@ -52,14 +56,30 @@ const Reach reaches[] = {
     {"open64", Call::Open, [](const char* path) { return closed(open64(path, O_RDONLY)); }},
     {"__open_2", Call::Open, [](const char* path) { return closed(__open_2(path, O_RDONLY)); }},
     {"__open64_2", Call::Open, [](const char* path) { return closed(__open64_2(path, O_RDONLY)); }},
+    {"openat", Call::Open,
+     [](const char* path) { return closed(openat(AT_FDCWD, path, O_RDONLY)); }},
+    {"openat64", Call::Open,
+     [](const char* path) { return closed(openat64(AT_FDCWD, path, O_RDONLY)); }},
+    {"__openat_2", Call::Open,
+     [](const char* path) { return closed(__openat_2(AT_FDCWD, path, O_RDONLY)); }},
     {"fopen", Call::Fopen, [](const char* path) { return closed(fopen(path, "r")); }},
     {"fopen64", Call::Fopen, [](const char* path) { return closed(fopen64(path, "r")); }},
     {"access", Call::Access, [](const char* path) { return access(path, F_OK) == 0; }},
+    {"eaccess", Call::Access, [](const char* path) { return eaccess(path, F_OK) == 0; }},
+    {"faccessat", Call::Access,
+     [](const char* path) { return faccessat(AT_FDCWD, path, F_OK, 0) == 0; }},
+    {"freopen", Call::Fopen,
+     [](const char* path) { return closed(freopen(path, "r", fopen("/dev/null", "r"))); }},
+    {"lstat", Call::Stat, [](const char* path) { return lstat(path, &status) == 0; }},
+    {"lstat64", Call::Stat, [](const char* path) { return lstat64(path, &status64) == 0; }},
+    {"statx", Call::Stat,
+     [](const char* path) { return statx(AT_FDCWD, path, 0, 0, &statusX) == 0; }},
     {"stat", Call::Stat, [](const char* path) { return stat(path, &status) == 0; }},
     {"stat64", Call::Stat, [](const char* path) { return stat64(path, &status64) == 0; }},
-    {"fstatat", Call::Stat, [](const char* path) { return fstatat(-1, path, &status, 0) == 0; }},
+    {"fstatat", Call::Stat,
+     [](const char* path) { return fstatat(AT_FDCWD, path, &status, 0) == 0; }},
     {"fstatat64", Call::Stat,
-     [](const char* path) { return fstatat64(-1, path, &status64, 0) == 0; }},
+     [](const char* path) { return fstatat64(AT_FDCWD, path, &status64, 0) == 0; }},
 };
 
 class InterposerTest : public testing::Test {
@@ -105,6 +125,28 @@ TEST(UnattachedInterposerTest, NothingReachesTheRealMachine) {
     EXPECT_EQ(getifaddrs(&list), -1);
     EXPECT_EQ(msgget(80, IPC_CREAT | 0666), -1);
     EXPECT_EQ(popen("true", "r"), nullptr);
+}
+
+TEST_F(InterposerTest, APathThatTheTableLacksIsRefusedAloudHoweverItIsWritten) {
+    chdir("/usr");
+    for (const char* path : {"/dev", "/dev/fb1", "//sys/./kernel", "/tmp/../media", "../dev/mem",
+                             "/zelkora/Config/other.xml", "/dev/null/../fb1"}) {
+        for (const Reach& reach : reaches) {
+            testing::internal::CaptureStderr();
+            errno = 0;
+            EXPECT_FALSE(reach.find(path)) << reach.name << path;
+            EXPECT_EQ(errno, EACCES) << reach.name << path;
+            EXPECT_EQ(
+                testing::internal::GetCapturedStderr(),
+                std::string("simulated gateway: refused, for sim/places.h does not have it: ") +
+                    path + "\n");
+        }
+    }
+    EXPECT_EQ(creat("/dev/new", 0600), -1);
+    EXPECT_EQ(opendir("/sys/class"), nullptr);
+    struct statvfs figures {};
+    EXPECT_EQ(statvfs("/media/sda1", &figures), -1);
+    EXPECT_TRUE(closed(open("/dev/null", O_WRONLY)));
 }
 
 TEST_F(InterposerTest, ACommandIsRecordedAndNeverRun) {
