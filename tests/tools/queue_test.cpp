@@ -63,7 +63,9 @@ TEST(Say, SendsTheBytesThatThePanelTakesWithAWarningOfWhatItLoses) {
         EXPECT_THAT(outcome.errors, HasSubstr(c.warning));
     }
     EXPECT_THAT(panelctl(gateway, {"say", "18 letters: as are"}).errors,
-                AllOf(Not(HasSubstr("font")), Not(HasSubstr("fit"))));
+                AllOf(Not(HasSubstr("font")), Not(HasSubstr("fit")), Not(HasSubstr("page"))));
+    gateway.setPanel(sim::panel32);
+    EXPECT_THAT(panelctl(gateway, {"say", "x"}).errors, HasSubstr("has no page for log lines"));
 }
 
 TEST(Say, RefusesWithTheReasonAndSendsNothing) {

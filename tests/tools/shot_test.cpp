@@ -1,8 +1,9 @@
-// panelctl shot, and the command line as a whole.
+// panelctl shot and press, and the command line as a whole.
 
 #include "picture/cells.h"
 #include "picture/image.h"
 #include "sim/panel_process.h"
+#include "tests/support/golden.h"
 #include "tests/tools/tool_process.h"
 
 #include <algorithm>
@@ -46,9 +47,45 @@ TEST(Shot, ShowsWhatTheDaemonHasDrawnAndLeavesItAlone) {
         const std::string file = gateway.folder() + "/shot.png";
         EXPECT_EQ(panelctl(gateway, {"shot", file, "--scale", "3"}).status, 0);
         EXPECT_EQ(picture::readPng(file), picture::panelImage(drawn, 3));
+        EXPECT_EQ(panelctl(gateway, {"shot", "-", "--scale", "3"}).output, contentsOf(file));
         EXPECT_EQ(pictureOf(gateway), drawn);
         EXPECT_TRUE(gateway.canaryIntact());
     }
+}
+
+TEST(Shot, FitsTheTerminal) {
+    const struct {
+        sim::Panel panel;
+        const char* size;
+        picture::CellKind kind;
+    } cases[] = {
+        {sim::panel64, "rows 24 columns 80", picture::CellKind::Braille},
+        {sim::panel64, "rows 33 columns 200", picture::CellKind::Braille},
+        {sim::panel64, "rows 34 columns 128", picture::CellKind::HalfBlocks},
+        {sim::panel64, "rows 34 columns 127", picture::CellKind::Quadrants},
+        {sim::panel32, "rows 24 columns 80", picture::CellKind::Quadrants},
+    };
+    for (const auto& c : cases) {
+        sim::Gateway gateway(c.panel);
+        gateway.fillPicture(0x35);
+        const std::string file = gateway.folder() + "/script";
+        std::ofstream(file) << "stty " << c.size << "\n"
+                            << commandOf(gateway, {"shot"}) << " 2>" << file << ".err\n";
+        std::system(("script -qec 'sh " + file + "' /dev/null > " + file + ".out").c_str());
+        EXPECT_EQ(replaced(contentsOf(file + ".out"), "\r", ""),
+                  cellsOf(pictureOf(gateway), c.kind))
+            << c.size;
+    }
+}
+
+TEST(Shot, TellsThatThePanelIsDark) {
+    sim::Gateway gateway(sim::panel32);
+    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
+    ASSERT_EQ(panel.settle(), sim::PanelProcess::Wait::Settled);
+    EXPECT_EQ(panelctl(gateway, {"shot"}).errors, "");
+    gateway.setClockMode(sim::ClockMode::Virtual);
+    panel.advance(std::chrono::seconds{62});
+    EXPECT_THAT(panelctl(gateway, {"shot"}).errors, HasSubstr("the backlight is off"));
 }
 
 TEST(Shot, WatchesUntilItIsEndedAndShowsEachChangeOnce) {
@@ -77,8 +114,8 @@ TEST(Shot, WatchesUntilItIsEndedAndShowsEachChangeOnce) {
 
 TEST(Shot, SaysWhatIsWrongOnStandardError) {
     sim::Gateway gateway;
-    EXPECT_THAT(panelctl(gateway, {"shot", "/nowhere/shot.png"}).errors,
-                HasSubstr("cannot write /nowhere/shot.png"));
+    EXPECT_EQ(panelctl(gateway, {"shot", "/nowhere/shot.png"}).errors,
+              "panelctl: cannot write /nowhere/shot.png: No such file or directory\n");
     gateway.setFramebufferPresent(false);
     const Outcome panel = panelctl(gateway, {"shot"});
     EXPECT_EQ(panel.status, 1);
@@ -86,21 +123,58 @@ TEST(Shot, SaysWhatIsWrongOnStandardError) {
     EXPECT_EQ(panel.errors, "panelctl: Error:can not open LCD FrameBuffer Device /dev/fb0\n");
 }
 
-TEST(CommandLine, WrongUsageGivesStatus2AndHelpStatus0) {
-    const std::vector<std::string> wrong[] = {
-        {},
-        {"dance"},
-        {"say", "--type", "0", "x"},
-        {"shot", "--watch", "file.png"},
-        {"shot", "--scale", "2"},
-        {"modem", "--kind", "3"},
+class RunningPanel : public testing::Test {
+  protected:
+    RunningPanel() {
+        gateway.setClockMode(sim::ClockMode::Real);
+        EXPECT_EQ(panel.settle(), sim::PanelProcess::Wait::Settled);
+    }
+    sim::Gateway gateway;
+    sim::PanelProcess panel{gateway, PANELD_PROGRAM, PANELD_INTERPOSER};
+};
+
+TEST_F(RunningPanel, IsPressedAndShowsWhatComes) {
+    for (const char* page : {"64/ethernet1-address", "64/ethernet1-netmask"}) {
+        const Outcome outcome = panelctl(gateway, {"press", "--hold", "1"});
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_TRUE(golden::matches(pictureOf(gateway), page));
+        EXPECT_EQ(outcome.output, cellsOf(pictureOf(gateway), picture::CellKind::HalfBlocks));
+    }
+    EXPECT_EQ(panelctl(gateway, {"press", "--quiet"}).output, "");
+    panel.settle();
+    EXPECT_TRUE(golden::matches(pictureOf(gateway), "64/ethernet2-address"));
+    gateway.setButtonPresent(false);
+    EXPECT_THAT(panelctl(gateway, {"press"}).errors, HasSubstr("no button on /dev/input/event0"));
+}
+
+TEST_F(RunningPanel, IsHeldUntilItReboots) {
+    EXPECT_EQ(panelctl(gateway, {"press", "--hold", "10", "--reboot"}).status, 0);
+    EXPECT_TRUE(golden::matches(pictureOf(gateway), "64/reboot"));
+    EXPECT_EQ(gateway.popenCount(), 1U);
+}
+
+TEST(CommandLine, WrongUsageGivesStatus2WithWhatWouldBeRightAndHelpStatus0) {
+    const struct {
+        std::vector<std::string> arguments;
+        const char* right;
+    } cases[] = {
+        {{}, "takes 'shot', 'press', 'say'"},
+        {{"dance"}, "'dance' is not understood; panelctl takes 'shot', 'press', 'say'"},
+        {{"say", "--type", "0", "x"}, "0 not in range 1 to "},
+        {{"say", "-x"}, "-- before a TEXT that begins with -"},
+        {{"shot", "--watch", "file.png"}, "FILE excludes --watch"},
+        {{"shot", "--scale", "2"}, "--scale requires FILE"},
+        {{"modem", "--kind", "3"}, "range 1 to 2"},
+        {{"press", "--hold", "10"}, "add --reboot"},
+        {{"press", "--hold", "9", "--reboot"}, "add --hold 10"},
     };
     sim::Gateway gateway;
-    for (const auto& arguments : wrong) {
-        const Outcome outcome = panelctl(gateway, arguments);
-        EXPECT_EQ(outcome.status, 2) << testing::PrintToString(arguments);
+    for (const auto& c : cases) {
+        const Outcome outcome = panelctl(gateway, c.arguments);
+        EXPECT_EQ(outcome.status, 2) << testing::PrintToString(c.arguments);
         EXPECT_EQ(outcome.output, "");
-        EXPECT_NE(outcome.errors, "");
+        EXPECT_THAT(outcome.errors, HasSubstr(c.right));
+        EXPECT_LT(outcome.errors.size(), 160U);
     }
     const Outcome help = panelctl(gateway, {"say", "--help"});
     EXPECT_EQ(help.status, 0);
@@ -123,7 +197,7 @@ std::set<std::string> completions(const std::string& command) {
 TEST(CommandLine, EveryOptionIsInTheCompletionAndInTheManual) {
     sim::Gateway gateway;
     std::set<std::string> all;
-    for (const std::string command : {"", "shot", "say", "queue", "config", "modem"}) {
+    for (const std::string command : {"", "shot", "press", "say", "queue", "config", "modem"}) {
         const auto help = command.empty() ? panelctl(gateway, {"--help"})
                                           : panelctl(gateway, {command, "--help"});
         const auto options = allMatches(help.output, "\n +(?:-h,)?(--[a-z-]+)");
