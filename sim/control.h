@@ -20,6 +20,9 @@ namespace sim {
 inline constexpr const char* gatewayVariable = "PANELD_GATEWAY";
 inline constexpr const char* controlFileName = "control";
 
+// The zone of the gateway's clock.
+inline constexpr const char* zoneFile = "/etc/localtime";
+
 inline constexpr Nanoseconds nanosecondsPerSecond = 1'000'000'000;
 
 // The calls that the interposer stands in for, variants of one call taken together. Calls on paths
@@ -52,7 +55,8 @@ enum class Call : std::uint8_t {
 };
 inline constexpr std::size_t callCount = static_cast<std::size_t>(Call::PthreadCreate) + 1;
 
-// The places of the real gateway that are redirected into the sandbox; sim/places.h has their paths.
+// The places of the real gateway that are redirected into the sandbox; sim/places.h has their
+// paths.
 enum class Path : std::uint8_t {
     None, // no place of the gateway; as a fault's path: any
     Framebuffer,
@@ -66,6 +70,7 @@ enum class Path : std::uint8_t {
     SnXml,
     VersionFile,
     ChannelTemplate,
+    ZoneFile,
     Refused, // a path where devices and configuration live and that the table does not have
 };
 inline constexpr std::size_t pathCount = static_cast<std::size_t>(Path::Refused) + 1;

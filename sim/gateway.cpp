@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -537,6 +538,10 @@ void Gateway::removeFile(std::string_view realPath) {
     std::filesystem::remove_all(place(realPath));
 }
 
+bool Gateway::exists(std::string_view realPath) const {
+    return std::filesystem::exists(place(realPath));
+}
+
 std::optional<std::string> Gateway::readFile(std::string_view realPath) const {
     const Descriptor file(place(realPath), O_RDONLY);
     if (!file.open()) {
@@ -620,6 +625,27 @@ bool Gateway::hasCable(std::string_view interfaceName) const {
     return entry != nullptr && (entry->flags & IFF_RUNNING) != 0;
 }
 
+bool Gateway::hasInterface(std::string_view interfaceName) const {
+    const std::lock_guard guard(block_->factsLock);
+    return entryOf(block_->facts.interfaces, interfaceName) != nullptr;
+}
+
+std::string Gateway::address(std::string_view interfaceName) const {
+    const std::lock_guard guard(block_->factsLock);
+    for (const InterfaceEntry& entry : block_->facts.interfaces) {
+        if (isIpv4Of(entry, interfaceName)) {
+            int prefix = 0;
+            for (const std::uint8_t byte : entry.netmask) {
+                prefix += std::popcount(byte);
+            }
+            std::array<char, INET_ADDRSTRLEN> text{};
+            inet_ntop(AF_INET, entry.address, text.data(), text.size());
+            return std::string(text.data()) + "/" + std::to_string(prefix);
+        }
+    }
+    return {};
+}
+
 void Gateway::setInterfaceEntries(std::span<const InterfaceEntry> entries) {
     if (entries.size() > interfaceCount) {
         throw std::length_error("too many interfaces");
@@ -652,7 +678,17 @@ void Gateway::setTfMounted(bool mounted) {
 }
 
 bool Gateway::tfInserted() const {
-    return std::filesystem::exists(place(tfDevice));
+    return exists(tfDevice);
+}
+
+bool Gateway::tfMounted() const {
+    return exists(tfMount);
+}
+
+std::pair<std::uint64_t, std::uint64_t> Gateway::tfMegabytes() const {
+    const std::lock_guard guard(block_->factsLock);
+    const TfFigures& tf = block_->facts.tf;
+    return {tf.blocks / blocksPerMegabyte, tf.blocksFree / blocksPerMegabyte};
 }
 
 void Gateway::setTfFigures(const TfFigures& figures) {
@@ -676,7 +712,7 @@ void Gateway::setModemPresent(bool present) {
 }
 
 bool Gateway::modemPresent() const {
-    return std::filesystem::exists(place(modemDevice));
+    return exists(modemDevice);
 }
 
 void Gateway::editModem(const std::function<void(ModemFacts&)>& edit) {

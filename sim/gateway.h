@@ -18,6 +18,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace sim {
@@ -153,6 +154,7 @@ class Gateway {
                    std::optional<std::time_t> modified = std::nullopt);
     void touchFile(std::string_view realPath, std::optional<std::time_t> modified = std::nullopt);
     void removeFile(std::string_view realPath);
+    bool exists(std::string_view realPath) const;
     std::optional<std::string> readFile(std::string_view realPath) const;
 
     // --- Network ---
@@ -170,6 +172,10 @@ class Gateway {
     // interface's flag IFF_RUNNING comes and goes.
     void setCable(std::string_view interfaceName, bool plugged);
     bool hasCable(std::string_view interfaceName) const;
+    // Whether the list has an entry of that name.
+    bool hasInterface(std::string_view interfaceName) const;
+    // Its IPv4 address with the length of its netmask, as "10.0.0.5/16"; empty without one.
+    std::string address(std::string_view interfaceName) const;
     // The exact list, in this order.
     void setInterfaceEntries(std::span<const InterfaceEntry> entries);
 
@@ -181,6 +187,9 @@ class Gateway {
     // The mount point, with whatever device node there is.
     void setTfMounted(bool mounted);
     bool tfInserted() const;
+    bool tfMounted() const;
+    // MB in all and free.
+    std::pair<std::uint64_t, std::uint64_t> tfMegabytes() const;
     void setTfFigures(const TfFigures& figures);
     // Figures that show as these sizes, blocks of 4096 bytes; rounded to 4 MiB.
     void setTfMegabytes(std::uint32_t freeMb, std::uint32_t totalMb);

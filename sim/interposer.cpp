@@ -80,6 +80,7 @@ constinit NextCall<FILE*(const char*, const char*)> nextPopen{"popen"};
 constinit NextCall<int(FILE*)> nextPclose{"pclose"};
 constinit NextCall<int(clockid_t, timespec*)> nextClockGettime{"clock_gettime"};
 constinit NextCall<int(timeval*, void*)> nextGettimeofday{"gettimeofday"};
+constinit NextCall<void()> nextTzset{"tzset"};
 constinit NextCall<int(useconds_t)> nextUsleep{"usleep"};
 constinit NextCall<int(const timespec*, timespec*)> nextNanosleep{"nanosleep"};
 constinit NextCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)> nextSelect{"select"};
@@ -1001,6 +1002,21 @@ INTERPOSED int gettimeofday(timeval* time, void* zone) noexcept {
     time->tv_sec = now.tv_sec;
     time->tv_usec = static_cast<suseconds_t>(now.tv_nsec / nanosecondsPerMicrosecond);
     return 0;
+}
+
+// libc reads the file of the zone again only when TZ names it otherwise: the spare step in the path
+// that the harness has put there changes its form.
+INTERPOSED void tzset() noexcept {
+    ControlBlock* block = attachedBlock();
+    char* zone = std::getenv("TZ");
+    if (block != nullptr && zone != nullptr) {
+        const std::size_t length = std::strlen(block->sandbox);
+        if (std::strncmp(zone + 1, block->sandbox, length) == 0) {
+            char& spare = zone[1 + length + 1];
+            spare = spare == '.' ? '/' : '.';
+        }
+    }
+    nextTzset();
 }
 
 INTERPOSED int usleep(useconds_t duration) {

@@ -187,17 +187,18 @@ void Modem::feed(const ModemFacts& facts, std::string_view bytes, Nanoseconds no
         }
         if (lineLength_ > 0) {
             at += gap;
-            answerLine(facts, {line_.data(), lineLength_}, now, at);
+            at = answerLine(facts, {line_.data(), lineLength_}, now, at);
             gap = microseconds(facts.commandGapUs);
             lineLength_ = 0;
         }
     }
 }
 
-void Modem::answerLine(const ModemFacts& facts, std::string_view command, Nanoseconds now,
-                       Nanoseconds at) {
+// Gives when the answer is over: the next one follows it.
+Nanoseconds Modem::answerLine(const ModemFacts& facts, std::string_view command, Nanoseconds now,
+                              Nanoseconds at) {
     if (answerFromScript(facts, command, now)) {
-        return;
+        return at;
     }
     Text echo;
     if (facts.echo != Echo::Off) {
@@ -212,7 +213,7 @@ void Modem::answerLine(const ModemFacts& facts, std::string_view command, Nanose
     }
     const Command known = recognise(command);
     addAnswer(text, facts, command, known, numberFor(facts, known));
-    scheduleSplit(facts, text.view(), at);
+    return scheduleSplit(facts, text.view(), at);
 }
 
 // The number that the answer to a query carries, -1 for no answer. Counts the leading zeros.
@@ -258,12 +259,14 @@ bool Modem::answerFromScript(const ModemFacts& facts, std::string_view command, 
     return false;
 }
 
-void Modem::scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds due) {
+Nanoseconds Modem::scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds due) {
     const std::size_t size = facts.chunkBytes == 0 ? bytes.size() : facts.chunkBytes;
-    for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size()))) {
+    for (; bytes.size() > size; bytes.remove_prefix(size)) {
         schedule(bytes.substr(0, size), due);
         due += microseconds(facts.chunkGapUs);
     }
+    schedule(bytes, due);
+    return due;
 }
 
 // Bytes that arrive together, however many pieces hold them.

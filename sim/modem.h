@@ -157,12 +157,12 @@ class Modem {
         std::array<char, pieceSize> bytes;
     };
 
-    void answerLine(const ModemFacts& facts, std::string_view command, Nanoseconds now,
-                    Nanoseconds at);
+    Nanoseconds answerLine(const ModemFacts& facts, std::string_view command, Nanoseconds now,
+                           Nanoseconds at);
     bool answerFromScript(const ModemFacts& facts, std::string_view command, Nanoseconds now);
     std::int32_t numberFor(const ModemFacts& facts, Command command);
     void schedule(std::string_view bytes, Nanoseconds due);
-    void scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds due);
+    Nanoseconds scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds due);
     void insert(const Piece& piece);
 
     std::array<Piece, pieceCount> pieces_{}; // ascending by `due`

@@ -113,7 +113,9 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
     std::vector<std::pair<std::string, std::string>> variables = {
         {gatewayVariable, gateway_.folder()},
         {"LD_PRELOAD", interposer},
-        {"TZ", options_.timeZone},
+        // With a spare step in the path, for the interposer's tzset.
+        {"TZ",
+         options_.timeZone.empty() ? ":" + gateway_.folder() + "/." + zoneFile : options_.timeZone},
         // A program built with ASan otherwise refuses a preloaded object before its runtime.
         {"ASAN_OPTIONS", valueOf("ASAN_OPTIONS") + ":verify_asan_link_order=0"},
     };
@@ -186,6 +188,7 @@ PanelProcess::Wait PanelProcess::waitFor(Nanoseconds target) {
         // A full pipe would stop the process for ever.
         collect();
         if (!running()) {
+            clock.now = std::max(clock.now.load(), target); // time goes on without it
             return Wait::Exited;
         }
         if (realNow() > end) {
@@ -247,8 +250,8 @@ std::optional<int> PanelProcess::exitNormally() {
     return waitExit();
 }
 
-std::optional<int> PanelProcess::waitExit() {
-    const auto end = realNow() + options_.patience;
+std::optional<int> PanelProcess::waitExit(std::chrono::milliseconds patience) {
+    const auto end = realNow() + patience;
     while (running() && realNow() < end) {
         collect();
         realSleep(lookPeriod);

@@ -16,7 +16,8 @@
 namespace sim {
 
 struct ProcessOptions {
-    std::string timeZone = "UTC";                                 // TZ of the process
+    // TZ of the process; empty: what the gateway's /etc/localtime says, without such a file UTC
+    std::string timeZone;
     std::vector<std::pair<std::string, std::string>> environment; // further variables
     std::chrono::milliseconds patience{20'000}; // real time after which a wait is given up
 };
@@ -57,7 +58,8 @@ class PanelProcess {
     // waitpid gives it, or nullopt when the process does not end.
     std::optional<int> exitNormally();
     // Waits for the end of the process without asking for it; time does not move meanwhile.
-    std::optional<int> waitExit();
+    std::optional<int> waitExit() { return waitExit(options_.patience); }
+    std::optional<int> waitExit(std::chrono::milliseconds patience);
     // Sends a signal.
     void signal(int number);
 

@@ -27,6 +27,7 @@ inline constexpr Place places[] = {
     {"/zelkora/Config/system/sn.xml", Path::SnXml},
     {"/zelkora/Config/version/main-version.conf", Path::VersionFile},
     {"/zelkora/Config/Channel-template.xml", Path::ChannelTemplate},
+    {zoneFile, Path::ZoneFile},
 
     // What libc, shells and sanitizers use on any machine.
     {"/dev/null", Path::None},
@@ -45,7 +46,8 @@ inline constexpr Place places[] = {
     {"/sys/fs/selinux", Path::None}, // looked for by what lists files
 };
 
-inline constexpr std::string_view guardedFolders[] = {"/dev", "/sys", "/media", "/zelkora"};
+inline constexpr std::string_view guardedFolders[] = {"/dev", "/sys", "/media", "/zelkora",
+                                                      zoneFile};
 
 // Where the place lies in the sandbox, as an absolute path of the gateway. Empty for a path that
 // is none of its places.

@@ -6,20 +6,18 @@
 // uinput device, made before the daemon starts so that it is event0. Nothing is printed but
 // failures at start.
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <linux/if_tun.h>
 #include <linux/uinput.h>
-#include <net/if.h>
 #include <string>
 #include <sys/ioctl.h>
 #include <sys/ipc.h>
 #include <sys/msg.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,7 +25,6 @@ namespace {
 
 constexpr key_t queueKey = 80;
 constexpr std::size_t maxMessageText = 256; // more than the daemon takes, to send it too much
-constexpr useconds_t holdStep = 20'000;     // microseconds between two settings of a held clock
 
 struct Reply {
     int status = 0;
@@ -73,21 +70,20 @@ Reply key(const std::string& request) {
     return sent ? Reply{} : failure("button");
 }
 
-// "<type> <text>": one message on the daemon's queue, which is made when it is not there yet.
+// "<type> <bytes>": one message on the daemon's queue, which is made when it is not there yet.
 Reply post(const std::string& request) {
     struct {
         long type;
         char text[maxMessageText];
     } message = {};
-    char* text = nullptr;
-    message.type = std::strtol(request.c_str(), &text, 10);
-    const std::size_t length = std::strlen(text) > 0 ? std::strlen(text + 1) + 1 : 1;
-    if (length > sizeof message.text)
-        return {1, "the text is too long"};
-    if (length > 1)
-        std::memcpy(message.text, text + 1, length);
+    const std::size_t blank = request.find(' ');
+    const std::string text = request.substr(std::min(blank, request.size() - 1) + 1);
+    if (blank == std::string::npos || text.size() > sizeof message.text)
+        return {1, "post wants a type and at most 256 bytes"};
+    message.type = std::strtol(request.c_str(), nullptr, 10);
+    text.copy(message.text, text.size());
     const int queue = msgget(queueKey, IPC_CREAT | 0666);
-    if (queue < 0 || msgsnd(queue, &message, length, IPC_NOWAIT) != 0)
+    if (queue < 0 || msgsnd(queue, &message, text.size(), IPC_NOWAIT) != 0)
         return failure("message queue");
     return {};
 }
@@ -104,32 +100,20 @@ Reply readFile(const std::string& path) {
     return reply;
 }
 
-// "<seconds> <milliseconds>": keeps the wall clock at one moment for a while, so that a clock
-// redrawn in that time shows exactly this moment.
-Reply holdClock(const std::string& request) {
-    long long seconds = 0;
-    long duration = 0;
-    if (std::sscanf(request.c_str(), "%lld %ld", &seconds, &duration) != 2)
-        return {1, "hold wants a moment and a duration"};
-    for (long passed = 0; passed <= duration; passed += holdStep / 1000) {
-        const timespec moment = {static_cast<time_t>(seconds), 0};
-        if (clock_settime(CLOCK_REALTIME, &moment) != 0)
-            return failure("clock");
-        usleep(holdStep);
-    }
-    return {};
-}
-
-// A point-to-point interface without a partner, in the place of the cellular link.
-Reply createLink(const std::string& name) {
-    const int tun = open("/dev/net/tun", O_RDWR);
-    ifreq request = {};
-    request.ifr_flags = IFF_TUN | IFF_NO_PI;
-    std::snprintf(request.ifr_name, IFNAMSIZ, "%s", name.c_str());
-    if (tun < 0 || ioctl(tun, TUNSETIFF, &request) != 0 || ioctl(tun, TUNSETPERSIST, 1) != 0)
-        return failure("tun");
-    close(tun);
-    return {};
+// The wall clock and the time since the start; sets the wall clock first when a moment is given.
+Reply clocks(const std::string& request) {
+    const double moment = std::strtod(request.c_str(), nullptr);
+    const auto second = static_cast<time_t>(moment);
+    timespec wall = {second, static_cast<long>((moment - static_cast<double>(second)) * 1e9)};
+    if (!request.empty() && clock_settime(CLOCK_REALTIME, &wall) != 0)
+        return failure("clock");
+    timespec sinceStart = {};
+    clock_gettime(CLOCK_REALTIME, &wall);
+    clock_gettime(CLOCK_MONOTONIC, &sinceStart);
+    char text[64];
+    std::snprintf(text, sizeof text, "%lld.%09ld %lld.%09ld", static_cast<long long>(wall.tv_sec),
+                  wall.tv_nsec, static_cast<long long>(sinceStart.tv_sec), sinceStart.tv_nsec);
+    return {0, text};
 }
 
 // Runs a shell script; the answer is all that it printed, the status its exit status.
@@ -164,8 +148,7 @@ struct Verb {
 };
 
 constexpr Verb verbs[] = {
-    {"key", key},  {"post", post},      {"read", readFile},
-    {"sh", shell}, {"hold", holdClock}, {"link", createLink},
+    {"key", key}, {"post", post}, {"read", readFile}, {"clock", clocks}, {"sh", shell},
 };
 
 Reply answer(const std::string& verb, const std::string& request) {

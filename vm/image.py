@@ -18,7 +18,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 MODULES = [
     "virtio_pci", "virtio_console", "virtio_net",
     "sdhci-pci", "mmc_block", "crc32c_generic", "ext4", "vfat", "nls_cp437", "nls_ascii",
-    "evdev", "uinput", "tun", "backlight", "syscopyarea", "sysfillrect", "sysimgblt", "fb_sys_fops",
+    "evdev", "uinput", "dummy", "backlight", "syscopyarea", "sysfillrect", "sysimgblt", "fb_sys_fops",
 ]
 
 # Modification time of every file. The daemon reads a file when its time differs from the last one
@@ -169,7 +169,8 @@ def root_file_system(daemon: pathlib.Path, agent: pathlib.Path, busybox: pathlib
 
 
 def make(place: pathlib.Path, libraries: list[pathlib.Path], config: dict[str, str]) -> None:
-    """Writes `kernel` and `root.cpio` into the folder that scripts/system-image has filled."""
+    """Writes `kernel` and `root.cpio` into the folder that scripts/system-image has filled; what is
+    there already keeps its time."""
     unpacked = place / "unpacked"
     if not (place / "daemon" / "paneld").exists():
         raise SystemExit(f"{place} is not filled; run scripts/system-image {place.name} first")
@@ -182,5 +183,6 @@ def make(place: pathlib.Path, libraries: list[pathlib.Path], config: dict[str, s
     root = root_file_system(place / "daemon" / "paneld", place / "agent",
                             unpacked / "bin" / "busybox", modules + [place / "panel" / "panel.ko"],
                             libraries, config)
-    (place / "kernel").write_bytes(kernel)
-    (place / "root.cpio").write_bytes(root)
+    for path, content in ((place / "kernel", kernel), (place / "root.cpio", root)):
+        if not path.exists() or path.read_bytes() != content:
+            path.write_bytes(content)

@@ -15,29 +15,31 @@ import time
 
 BOOT_LIMIT = 180.0      # seconds; a loaded builder is many times slower than an idle one
 ANSWER_LIMIT = 60.0
-PANEL_WIDTH = 128
-BTN_0 = 256
+ONE_RESET = 3           # seconds between two events of it at most; no machine boots so fast
+PLACE = pathlib.Path(__file__).resolve().parents[1] / "build" / "system"
 
 
 class MachineError(Exception):
     pass
 
 
+class MachineReset(MachineError):
+    """The machine has begun anew instead of answering."""
+
+
 @dataclasses.dataclass(frozen=True)
 class Kind:
-    """What is started: processor, panel height, and where its kernel and root are."""
+    """What is started; its kernel and root are in `place`."""
     processor: str          # "amd64" or "armhf"
     lines: int              # 64 or 32
-    kernel: pathlib.Path
-    root: pathlib.Path
 
     @property
     def name(self) -> str:
         return f"{self.processor}-{self.lines}"
 
     @property
-    def has_uart(self) -> bool:
-        return self.processor == "amd64"
+    def place(self) -> pathlib.Path:
+        return PLACE / self.processor
 
     def command(self) -> list[str]:
         words = f"quiet panic=-1 fbcon=map:9 net.ifnames=0 panel_lines={self.lines}"
@@ -69,55 +71,38 @@ def connect(path: pathlib.Path, limit: float = 10.0) -> socket.socket:
 
 
 class Monitor:
-    """QEMU's own control socket. Events that arrive meanwhile are kept for `wait_event`."""
+    """QEMU's own control socket. `resets` counts those of the machine, as seen so far."""
 
     def __init__(self, path: pathlib.Path) -> None:
         self._link = connect(path)
         self._link.settimeout(ANSWER_LIMIT)
         self._lines = self._link.makefile("rw")
-        self._events: list[dict] = []
-        json.loads(self._lines.readline())
+        self.resets = 0
+        self._last_reset = 0
+        self._lines.readline()
         self.ask("qmp_capabilities")
-
-    def _next(self) -> dict:
-        line = self._lines.readline()
-        if not line:
-            raise MachineError("QEMU is gone")
-        return json.loads(line)
 
     def ask(self, command: str, **arguments):
         self._lines.write(json.dumps({"execute": command, "arguments": arguments}) + "\n")
         self._lines.flush()
-        while True:
-            answer = self._next()
-            if "event" in answer:
-                self._events.append(answer)
-            elif "error" in answer:
+        while line := self._lines.readline():
+            answer = json.loads(line)
+            if "error" in answer:
                 raise MachineError(f"{command}: {answer['error']['desc']}")
-            else:
+            if "return" in answer:
                 return answer["return"]
+            if answer["event"] == "RESET" and answer["data"]["reason"] == "guest-reset":
+                self._count(answer["timestamp"]["seconds"])
+        raise MachineError("QEMU is gone")
 
-    def wait_event(self, name: str, limit: float) -> dict:
-        self._link.settimeout(limit)
-        try:
-            while True:
-                for event in self._events:
-                    if event["event"] == name:
-                        self._events.remove(event)
-                        return event
-                self._events.append(self._next())
-        except TimeoutError:
-            raise MachineError(f"no {name} within {limit:.0f} s") from None
-        finally:
-            self._link.settimeout(ANSWER_LIMIT)
+    def _count(self, second: int) -> None:
+        """A processor that faults its way into a reset does so several times."""
+        self.resets += second > self._last_reset + ONE_RESET
+        self._last_reset = second
 
-    def seen(self, name: str) -> bool:
-        """Whether the event has come since the last look; does not wait."""
+    def count_resets(self) -> int:
         self.ask("query-status")    # its answer comes after what has happened before
-        events = [event for event in self._events if event["event"] == name]
-        for event in events:
-            self._events.remove(event)
-        return bool(events)
+        return self.resets
 
     def close(self) -> None:
         self._link.close()
@@ -126,25 +111,43 @@ class Monitor:
 class Agent:
     """Speaks to the agent inside the machine; see agent.cpp for the verbs."""
 
-    def __init__(self, path: pathlib.Path) -> None:
+    def __init__(self, path: pathlib.Path, monitor: Monitor) -> None:
         self._link = connect(path)
-        self._answers = self._link.makefile("rb")
+        self._link.settimeout(1)
+        self._monitor = monitor
+        self._resets = monitor.resets
+        self._waiting = b""
+
+    def _take(self, complete, limit: float) -> bytes:
+        """What has come, as soon as it is complete. An agent whose machine resets never answers."""
+        end = time.monotonic() + limit
+        while not complete(self._waiting):
+            try:
+                if not (chunk := self._link.recv(1 << 16)):
+                    raise MachineError("the agent is gone")
+                self._waiting += chunk
+            except TimeoutError:
+                if self._monitor.count_resets() != self._resets:
+                    raise MachineReset("the machine has reset") from None
+                if time.monotonic() > end:
+                    raise MachineError("the agent does not answer") from None
+        return self._waiting
 
     def ask(self, verb: str, request: str | bytes = "",
             limit: float = ANSWER_LIMIT) -> tuple[int, bytes]:
         data = request.encode() if isinstance(request, str) else request
-        self._link.settimeout(limit)
         self._link.sendall(f"{verb} {len(data)}\n".encode() + data)
-        try:
-            status, length = self._answers.readline().split()
-            return int(status), self._answers.read(int(length))
-        except (OSError, ValueError):
-            raise MachineError(f"the agent does not answer '{verb} {request}'") from None
+        head, _, rest = self._take(lambda text: b"\n" in text, limit).partition(b"\n")
+        status, length = map(int, head.split())
+        whole = len(head) + 1 + length
+        rest = self._take(lambda text: len(text) >= whole, limit)[len(head) + 1:whole]
+        self._waiting = self._waiting[whole:]
+        return status, rest
 
     def do(self, verb: str, request: str | bytes = "", limit: float = ANSWER_LIMIT) -> bytes:
         status, data = self.ask(verb, request, limit)
         if status != 0:
-            raise MachineError(f"{verb} {request}: {data.decode(errors='replace').strip()}")
+            raise MachineError(f"{verb} {request!r}: {data.decode(errors='replace').strip()}")
         return data
 
     def close(self) -> None:
@@ -152,69 +155,52 @@ class Agent:
 
 
 class Machine:
-    """A running virtual gateway. Use as a context: leaving it ends the process."""
+    """A running virtual gateway, from the kernel's start or as it was saved."""
 
-    running: set[subprocess.Popen] = set()
-
-    def __init__(self, kind: Kind, folder: pathlib.Path, saved: pathlib.Path | None = None,
-                 keep_on_reset: bool = False) -> None:
-        folder.mkdir(parents=True, exist_ok=True)
-        for stale in folder.glob("*.sock"):
-            stale.unlink()
+    def __init__(self, kind: Kind, folder: pathlib.Path, saved: pathlib.Path | None = None) -> None:
         self.kind = kind
         self.folder = folder
-        self.keep_on_reset = keep_on_reset
-        self.console = folder / "console.txt"
-        self.output = folder / "paneld.txt"
-        started = time.monotonic()
         self._errors = open(folder / "qemu.txt", "w+b")
-        self.process = subprocess.Popen(self._command(saved), cwd=folder,
-                                        stdin=subprocess.DEVNULL, stdout=self._errors,
-                                        stderr=self._errors)
-        Machine.running.add(self.process)
+        # Whatever becomes of this process, the machine does not outlive it.
+        self._process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *self._command(saved)],
+                                         cwd=folder, stdin=subprocess.DEVNULL,
+                                         stdout=self._errors, stderr=self._errors)
         try:
             self.monitor = Monitor(folder / "qmp.sock")
             self.modem_port = connect(folder / "modem.sock")
-            self.uart_port = connect(folder / "uart.sock") if kind.has_uart else None
-            self.agent = Agent(folder / "agent.sock")
             if saved:
                 self._go_on()
-            self.wait_boot()
+            self.meet_agent()
         except Exception:
             self.close()
             raise
-        self.start_seconds = time.monotonic() - started
 
     def _command(self, saved: pathlib.Path | None) -> list[str]:
         port = "socket,server=on,wait=off"
         command = self.kind.command() + [
             "-accel", "tcg", "-m", "256", "-nodefaults", "-display", "none",
-            "-kernel", str(self.kind.kernel), "-initrd", str(self.kind.root),
+            "-kernel", str(self.kind.place / "kernel"),
+            "-initrd", str(self.kind.place / "root.cpio"),
             "-rtc", "base=2024-03-04T09:00:00",
             "-chardev", "file,id=console,path=console.txt", "-serial", "chardev:console",
             "-qmp", "unix:qmp.sock,server=on,wait=off",
             "-device", "virtio-serial-pci,max_ports=4",
             "-chardev", f"{port},id=modem,path=modem.sock",
             "-device", "virtconsole,nr=0,chardev=modem",
-            "-chardev", "file,id=output,path=paneld.txt",
+            "-chardev", "file,id=output,path=output.txt",
             "-device", "virtconsole,nr=1,chardev=output",
+            "-chardev", "file,id=errors,path=errors.txt",
+            "-device", "virtconsole,nr=2,chardev=errors",
             "-chardev", f"{port},id=agent,path=agent.sock",
             "-device", "virtserialport,nr=3,chardev=agent,name=agent",
-            "-device", "sdhci-pci",
+            "-device", "sdhci-pci,addr=1e",
             "-drive", "if=none,id=card",
             "-device", "sd-card,drive=card,id=slot",
         ]
         for number in (0, 1):
             command += ["-netdev", f"hubport,id=net{number},hubid={number}",
                         "-device", f"virtio-net-pci,netdev=net{number},romfile="]
-        if not self.keep_on_reset:
-            command += ["-no-reboot"]
-        if self.kind.has_uart:
-            command += ["-chardev", f"{port},id=uart,path=uart.sock",
-                        "-device", "isa-serial,index=1,chardev=uart"]
-        if saved:
-            command += ["-incoming", f"exec:cat {saved}"]
-        return command
+        return command + (["-incoming", f"exec:cat {saved}"] if saved else [])
 
     def _go_on(self) -> None:
         """A saved machine is loaded standing still, as it was saved."""
@@ -225,15 +211,12 @@ class Machine:
             time.sleep(0.02)
         self.monitor.ask("cont")
 
-    def wait_boot(self) -> None:
-        """Waits until the agent inside answers."""
+    def meet_agent(self) -> None:
+        """Waits until the agent inside answers; after a reset it is another one."""
+        with contextlib.suppress(AttributeError):
+            self.agent.close()
+        self.agent = Agent(self.folder / "agent.sock", self.monitor)
         self.agent.do("sh", "true", BOOT_LIMIT)
-
-    def wait_boot_again(self) -> None:
-        """The same after a reset, whatever the old agent left unanswered."""
-        self.agent.close()
-        self.agent = Agent(self.folder / "agent.sock")
-        self.wait_boot()
 
     def save(self, path: pathlib.Path) -> None:
         """Writes the machine's state; the machine stands still afterwards. It is stopped first:
@@ -245,28 +228,13 @@ class Machine:
                 raise MachineError("the machine could not be saved")
             time.sleep(0.02)
 
-    def sh(self, script: str, limit: float = ANSWER_LIMIT) -> str:
-        return self.agent.do("sh", script, limit).decode(errors="replace")
+    def sh(self, script: str) -> str:
+        return self.agent.do("sh", script).decode(errors="replace")
 
     def close(self) -> None:
-        for part in ("monitor", "agent", "modem_port", "uart_port"):
+        for part in ("monitor", "agent", "modem_port"):
             with contextlib.suppress(AttributeError, OSError):
                 getattr(self, part).close()
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.wait()
-        Machine.running.discard(self.process)
+        self._process.kill()
+        self._process.wait()
         self._errors.close()
-
-    @classmethod
-    def kill_all(cls) -> None:
-        """For a harness that must end at once."""
-        for process in list(cls.running):
-            process.kill()
-            process.wait()
-
-    def __enter__(self) -> "Machine":
-        return self
-
-    def __exit__(self, *_) -> None:
-        self.close()

@@ -78,6 +78,8 @@ void addCasesOfBothPanels(std::vector<PageCase>& cases, const std::string& folde
         {"tf-card-none", tfCardPage, 0, after(&Gateway::setTfCard, false)},
         {"tf-card-widest", tfCardPage, 0, after(&Gateway::setTfMegabytes, 99'996U, 262'144U)},
         {"channel", channelPage, 1},
+        {"channel-2", channelPage, 2},
+        {"channel-5", channelPage, 5},
         {"channel-16", channelPage, 16, channel({16, 115200, 7, "Even", 2})},
         {"channel-no-parity", channelPage, 2, channel({2, 9600, 8, "", 1})},
         {"channel-gone", channelPage, 3},

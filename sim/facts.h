@@ -1,0 +1,30 @@
+#pragma once
+
+// The facts of a simulated gateway in the words of docs/gateway.md, for the requests that a server
+// answers. What cannot be done throws std::invalid_argument, or what nlohmann::json throws for a
+// value of the wrong type, and has changed nothing.
+
+#include "sim/gateway.h"
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+namespace sim {
+
+// How the gateway stands: panel, interfaces, card, mount and modem.
+nlohmann::json factsOf(const Gateway& gateway);
+
+// `address`: "10.0.0.5/16" or null. Without an address ppp0 is gone altogether.
+void setAddress(Gateway& gateway, const std::string& interfaceName, const nlohmann::json& address);
+
+void setCable(Gateway& gateway, const std::string& interfaceName, bool plugged);
+
+// `card`: MB in all and MB free of the card that is put in, or null for none.
+void setCard(Gateway& gateway, const nlohmann::json& card);
+
+void setMount(Gateway& gateway, bool mounted);
+
+// Changes the facts given, all or none of them.
+void setModem(Gateway& gateway, const nlohmann::json& changes);
+
+} // namespace sim
