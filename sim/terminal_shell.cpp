@@ -6,7 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -16,38 +16,44 @@ namespace {
 constexpr int cannotStart = 127;
 constexpr auto pollPeriod = std::chrono::milliseconds(50);
 
-[[noreturn]] void becomeShell(const Gateway& gateway, const std::string& interposer) {
-    setenv(gatewayVariable, gateway.folder().c_str(), 1);
-    setenv("LD_PRELOAD", interposer.c_str(), 1);
-    const char* shell = std::getenv("SHELL");
-    if (shell == nullptr || *shell == '\0')
-        shell = "/bin/bash";
-    signal(SIGINT, SIG_DFL);
-    signal(SIGQUIT, SIG_DFL);
-    execlp(shell, shell, static_cast<char*>(nullptr));
-    std::perror(shell);
+volatile std::sig_atomic_t endedBy = 0;
+
+void noteEnd(int number) {
+    endedBy = number;
+}
+
+[[noreturn]] void becomeShell(const Gateway& gateway, const std::string& build) {
+    for (const int number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP})
+        signal(number, SIG_DFL);
+    execl(PANELD_SHELL, PANELD_SHELL, gateway.folder().c_str(), build.c_str(),
+          static_cast<char*>(nullptr));
+    std::perror(PANELD_SHELL);
     _exit(cannotStart);
 }
 
 } // namespace
 
 int runShell(const Programs& programs, Panel panel) {
+    // The keys that interrupt go to what runs in the shell; what ends this ends the shell first.
+    signal(SIGINT, SIG_IGN);
+    signal(SIGQUIT, SIG_IGN);
+    signal(SIGTERM, noteEnd);
+    signal(SIGHUP, noteEnd);
     Desk desk(programs, panel);
-    std::printf("A shell on a simulated gateway in %s; paneld runs on it, exit ends both.\n",
-                desk.gateway().folder().c_str());
-    std::fflush(stdout);
     const pid_t child = fork();
     if (child == 0)
-        becomeShell(desk.gateway(), programs.interposer);
+        becomeShell(desk.gateway(), std::filesystem::path(programs.interposer).parent_path());
     if (child < 0) {
         std::perror("fork");
         return 1;
     }
-    // The keys that interrupt go to what runs in the shell.
-    signal(SIGINT, SIG_IGN);
-    signal(SIGQUIT, SIG_IGN);
     int status = 0;
     while (waitpid(child, &status, WNOHANG) == 0) {
+        if (endedBy != 0) {
+            kill(child, SIGHUP); // an interactive shell ignores SIGTERM
+            waitpid(child, &status, 0);
+            return 128 + endedBy;
+        }
         desk.poll();
         std::this_thread::sleep_for(pollPeriod);
     }

@@ -91,6 +91,7 @@ TEST(Png, IsReadAsItWasWrittenAndRefusedWhenDamaged) {
     std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
     std::string reason;
     EXPECT_FALSE(readPng(file, &reason));
+    std::filesystem::remove(file);
     EXPECT_FALSE(writePng(bitmap, 1, "/no-such-folder/picture.png", &reason));
     EXPECT_NE(reason.find("/no-such-folder"), std::string::npos) << reason;
 }

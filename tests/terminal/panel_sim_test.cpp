@@ -38,7 +38,9 @@ std::pair<int, std::string> run(const std::string& arguments, const std::string&
     const std::string file = testing::TempDir() + "panel-sim-" + std::to_string(getpid());
     const std::string command = before + " '" PANEL_SIM "' " + arguments + " > '" + file + "'";
     const int status = std::system(command.c_str());
-    return {WEXITSTATUS(status), contentOf(file)};
+    std::string output = contentOf(file);
+    fs::remove(file);
+    return {WEXITSTATUS(status), std::move(output)};
 }
 
 // The program on a terminal of its own, with the person's hands on the keyboard.
@@ -174,12 +176,19 @@ TEST(PanelSim, PrintsEveryPageOfBothPanelsWithoutATerminal) {
     EXPECT_EQ(run("--paneld /bin/true < /dev/null").first, 1);
 }
 
-TEST(PanelSim, OpensAShellThatSeesTheGateway) {
+TEST(PanelSim, OpensAShellThatSeesTheGatewayAndEndsWithIt) {
+    const fs::path folder = testing::TempDir() + "panel-sim-shell-" + std::to_string(getpid());
+    fs::create_directory(folder);
     const auto [status, output] =
-        run("--shell", "echo 'cat /zelkora/Config/version/main-version.conf; exit 7' | "
-                       "SHELL=/bin/sh");
-    EXPECT_EQ(status, 7);
-    EXPECT_NE(output.find("V1.2.3"), std::string::npos) << output;
+        run("--shell", "echo 'cat /zelkora/Config/version/main-version.conf; panelctl queue; "
+                       "reboot now; cat ${PATH%%:*}/recorded; kill -HUP $PPID; exec sleep 30' | "
+                       "TMPDIR=" +
+                           folder.string());
+    EXPECT_EQ(status, 128 + SIGHUP);
+    for (const char* said :
+         {"V1.2.3\n", "queue 80: 0 messages", "reboot: recorded", "\nreboot now\n"})
+        EXPECT_NE(output.find(said), std::string::npos) << said << output;
+    EXPECT_TRUE(fs::remove(folder)) << "something was left in it";
 }
 
 TEST(PanelSimLive, GivesTheTerminalBackAndEndsTheDaemonOnEveryWayOut) {
