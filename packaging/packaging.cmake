@@ -18,6 +18,7 @@ set(paneld_doc ${CMAKE_INSTALL_DATAROOTDIR}/doc/paneld)
 install(TARGETS paneld DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(FILES ${paneld_packaging}/paneld.service DESTINATION /lib/systemd/system)
 install(PROGRAMS ${paneld_packaging}/paneld.init DESTINATION /etc/init.d RENAME paneld)
+install(DIRECTORY ${paneld_packaging}/examples DESTINATION ${paneld_doc} USE_SOURCE_PERMISSIONS)
 install(FILES ${paneld_packaging}/debian/lintian-overrides
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides RENAME paneld)
 
