@@ -100,7 +100,7 @@ void changeSomething(sim::Gateway& gateway, std::mt19937& random) {
 
 sim::ProcessOptions inTheZoneOfTheMachine() {
     sim::ProcessOptions options;
-    options.timeZone.reset();
+    options.ownZone = false;
     return options;
 }
 

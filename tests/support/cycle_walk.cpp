@@ -52,7 +52,7 @@ void restoreFacts(sim::Gateway& gateway) {
                            {.number = 5, .baud = 2400, .dataSize = 7, .parity = "Odd", .stop = 2}});
     gateway.setInterface("eth0", "192.168.1.10");
     gateway.setInterface("eth1", "10.10.0.2");
-    gateway.setInterface("ppp0", "10.64.3.7", "255.255.255.255");
+    gateway.setInterface("ppp0", "10.64.3.7", 32);
     gateway.setTfCard(true);
     gateway.setTfMegabytes(5000, 7600);
     gateway.setModemPresent(true);

@@ -164,7 +164,7 @@ TEST(CommandLine, TellsUsageAndFailureApart) {
     for (const auto& c : cases) {
         expectOutcome(gateway, c.arguments, c.status, c.output, c.errors);
     }
-    gateway.setFramebufferPresent(false);
+    gateway.removeFile("/dev/fb0");
     expectOutcome(gateway, "shot", 1, "",
                   "panelctl: Error:can not open LCD FrameBuffer Device /dev/fb0\n");
 }
