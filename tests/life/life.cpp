@@ -15,22 +15,15 @@ namespace {
 using namespace std::chrono_literals;
 using nlohmann::json;
 
-std::ifstream sourceFile(const std::string& name) {
-    std::ifstream file(PANELD_SOURCE "/" + name);
-    file.exceptions(std::ios::failbit | std::ios::badbit);
-    return file;
-}
-
-picture::Bitmap golden(const sim::Panel& panel, const std::string& name) {
-    std::ifstream file =
-        sourceFile("tests/golden/" + std::to_string(panel.height) + "/" + name + ".txt");
-    return picture::fromText(std::string(std::istreambuf_iterator<char>(file), {})).value();
+std::string contentsOf(const std::string& sourceFile) {
+    std::ifstream file(PANELD_SOURCE "/" + sourceFile);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::vector<Page> cycleOf(const sim::Panel& panel) {
-    std::ifstream file = sourceFile("desk/pages.json");
+    const std::string folder = "tests/golden/" + std::to_string(panel.height) + "/";
     std::vector<Page> cycle;
-    for (const json& page : json::parse(file)) {
+    for (const json& page : json::parse(contentsOf("desk/pages.json"))) {
         const auto panels = page["panels"].get<std::vector<std::uint32_t>>();
         if (std::count(panels.begin(), panels.end(), panel.height) == 0 ||
             page["reach"] == "hold") {
@@ -39,23 +32,19 @@ std::vector<Page> cycleOf(const sim::Panel& panel) {
         if (page["reach"] == "redraw") { // takes the place of what was there first
             cycle.pop_back();
         }
-        cycle.push_back({page["name"], golden(panel, page["name"])});
+        const auto name = page["name"].get<std::string>();
+        cycle.push_back({name, picture::fromText(contentsOf(folder + name + ".txt")).value()});
     }
     return cycle;
 }
 
-const json& ordinary() {
-    static const json facts = [] {
-        std::ifstream file = sourceFile("desk/ordinary.json");
-        return json::parse(file);
-    }();
-    return facts;
-}
+const json ordinary = json::parse(contentsOf("desk/ordinary.json"));
 
 // When a clock in the machine's zone shows what the goldens show.
 std::time_t momentOfGoldens() {
-    const std::time_t inUtc = ordinary()["clock"];
-    std::tm calendar = *std::gmtime(&inUtc);
+    const std::time_t inUtc = ordinary["clock"];
+    std::tm calendar{};
+    gmtime_r(&inUtc, &calendar);
     calendar.tm_isdst = -1;
     return std::mktime(&calendar);
 }
@@ -63,32 +52,29 @@ std::time_t momentOfGoldens() {
 std::optional<sim::FaultId> plan(sim::Gateway& gateway, const std::optional<Failure>& failure) {
     gateway.control().watchedSizes[0] = sizeof(DeviceInfo);
     gateway.control().watchedSizes[1] = sizeof(KeyInput);
-    if (!failure) {
-        return std::nullopt;
-    }
-    return gateway.failCall(failure->call, failure->error, failure->nth, failure->persistent,
-                            failure->path);
+    return failure ? std::optional(gateway.failCall(failure->call, failure->error, failure->nth,
+                                                    failure->persistent, failure->path))
+                   : std::nullopt;
 }
 
 } // namespace
 
-Life::Life(sim::Panel panel, const std::optional<Failure>& failure)
-    : gateway(panel), fault(plan(gateway, failure)),
+Life::Life(sim::Panel panel, const std::optional<Failure>& planned)
+    : failure(planned), gateway(panel), fault(plan(gateway, failure)),
       process(gateway, PANELD_PROGRAM, PANELD_PRELOADED, sim::ProcessOptions{std::nullopt, {}}),
-      cycle_(cycleOf(panel)), ordinaryMoment_(momentOfGoldens()) {
-    hangs_ = process.settle() == sim::PanelProcess::Wait::Stuck;
-}
+      stuck(process.settle() == sim::PanelProcess::Wait::Stuck), started(!over()),
+      cycle(cycleOf(panel)) {}
 
 void Life::pass(std::chrono::nanoseconds duration) {
-    hangs_ = hangs_ || (!over() && process.advance(duration) == sim::PanelProcess::Wait::Stuck);
+    stuck = stuck || (!over() && process.advance(duration) == sim::PanelProcess::Wait::Stuck);
 }
 
 void Life::press(std::chrono::milliseconds held) {
-    hangs_ = hangs_ || (!over() && process.press(held) == sim::PanelProcess::Wait::Stuck);
+    stuck = stuck || (!over() && process.press(held) == sim::PanelProcess::Wait::Stuck);
 }
 
 void Life::walk() {
-    for (std::size_t i = 0; i < cycle_.size(); ++i) {
+    for (std::size_t presses = 0; presses < cycle.size(); ++presses) {
         press();
         pass(11s);
     }
@@ -100,16 +86,12 @@ picture::Bitmap Life::shown() const {
                                             static_cast<int>(panel.height));
 }
 
-void Life::pressAtOrdinaryMoment() {
-    gateway.setWallClock(ordinaryMoment_);
-    press();
-}
-
 bool Life::findTheClock() {
     // A press may be needed to light the panel or to leave the reboot page.
-    for (std::size_t presses = 0; presses < cycle_.size() + 2 && !over(); ++presses) {
-        pressAtOrdinaryMoment();
-        if (shown() == cycle_.front().golden) {
+    for (std::size_t presses = 0; presses < cycle.size() + 2 && !over(); ++presses) {
+        gateway.setWallClock(momentOfGoldens());
+        press();
+        if (shown() == cycle.front().golden) {
             return true;
         }
     }
@@ -120,7 +102,7 @@ std::string Life::differences() {
     const std::chrono::nanoseconds uptime = gateway.monotonic();
     sim::setOrdinary(gateway);
     gateway.setMonotonic(uptime);
-    for (const json& line : ordinary()["log"]) {
+    for (const json& line : ordinary["log"]) {
         gateway.sendLogLine(line.get<std::string>());
     }
     walk();
@@ -128,16 +110,17 @@ std::string Life::differences() {
         return "the clock page does not come\n";
     }
     std::string text;
-    for (std::size_t presses = 1; presses <= cycle_.size(); ++presses) {
-        const bool isClock = presses == cycle_.size();
-        const Page& page = isClock ? cycle_.front() : cycle_[presses];
-        pressAtOrdinaryMoment();
-        pass(isClock ? 0s : 16s); // until the modem has been asked again
-        if (!(shown() == page.golden)) {
-            text += page.name + ":\n" + picture::diffText(page.golden, shown());
+    for (std::size_t page = 1; page < cycle.size(); ++page) {
+        press();
+        pass(16s); // until the modem has been asked again
+        if (!(shown() == cycle[page].golden)) {
+            text += cycle[page].name + ":\n" + picture::diffText(cycle[page].golden, shown());
         }
     }
-    return text;
+    gateway.setWallClock(momentOfGoldens());
+    press();
+    return shown() == cycle.front().golden ? text
+                                           : text + "the clock is not behind the last page\n";
 }
 
 std::size_t Life::descriptors() const {

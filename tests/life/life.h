@@ -28,14 +28,13 @@ struct Page {
     picture::Bitmap golden;
 };
 
-class Life {
-  public:
-    explicit Life(sim::Panel panel, const std::optional<Failure>& failure = std::nullopt);
+struct Life {
+    explicit Life(sim::Panel panel, const std::optional<Failure>& planned = std::nullopt);
 
     // The process has ended or hangs: nothing more can be learned of it.
-    bool over() { return hangs_ || !process.running(); }
-    // It neither slept nor ended.
-    bool hangs() { return hangs_ && process.running(); }
+    bool over() { return stuck || !process.running(); }
+    // The call that was to fail was made.
+    bool reached() const { return !fault || gateway.faultHits(*fault) > 0; }
 
     // Nothing happens when it is over.
     void pass(std::chrono::nanoseconds duration);
@@ -44,23 +43,35 @@ class Life {
     void walk();
 
     picture::Bitmap shown() const;
-    // Short presses until the clock page stands there at the ordinary moment; false when it does
-    // not come.
+    // Short presses until the clock page is shown as its golden has it; false when it does not
+    // come.
     bool findTheClock();
     // Gives the gateway back its ordinary facts and log lines, walks once around, for some facts
-    // are read with one page only, and tells of every page that is not as its golden shows it.
+    // are read with one page only, and tells of every page that is not as its golden has it.
     std::string differences();
 
     std::size_t descriptors() const;
 
+    const std::optional<Failure> failure;
     sim::Gateway gateway;
     const std::optional<sim::FaultId> fault;
     sim::PanelProcess process;
-
-  private:
-    void pressAtOrdinaryMoment();
-
-    bool hangs_ = false;
-    const std::vector<Page> cycle_; // from the clock on
-    std::time_t ordinaryMoment_;
+    bool stuck;                    // it neither slept nor ended
+    const bool started;            // it lived to see its first page
+    const std::vector<Page> cycle; // from the clock on
 };
+
+// How many failures a sweep injects: none, those of the first, a middle and the last occurrence of
+// each call, or those of every occurrence (of a frequent call some hundreds).
+enum class Extent : std::uint8_t { None, Chosen, Full };
+
+// Lives the same day once undisturbed and once for every call that the daemon makes into the
+// system, with that call failing. Prints how many failures were injected and what came of them.
+// False when the daemon did not outlive one, was not right again afterwards or never made the call.
+bool sweep(const sim::Panel& panel, Extent extent);
+
+// Lives for so many days with so many button events, random presses and changing facts, and prints
+// a line at each checkpoint. False when private memory grew after the warm-up, a descriptor leaked,
+// a page is not as its golden has it, or the loop or the clock page allocates more than tzset's
+// copy of its file's name.
+bool soak(double days, std::uint64_t events, std::uint32_t seed);
