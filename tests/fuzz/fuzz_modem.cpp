@@ -18,29 +18,17 @@ namespace {
 
 constexpr int most = 12; // chunks of an answer, messages
 
-void ask(int operation, int line, ModemStatus& status) {
-    switch (operation) {
-    case 0:
-        checkSimReady(line);
-        break;
-    case 1:
-        checkRegistered(line);
-        break;
-    case 2:
-        querySignalQuality(line);
-        break;
-    case 3:
-        queryNetworkMode(line);
-        break;
-    case 4:
-        querySysInfoMode(line);
-        break;
-    default:
-        queryModemStatus(operation == 5 ? modelCombined : modelStepwise, line, &status);
-    }
-}
+constexpr void (*dialogues[])(int line, ModemStatus& status) = {
+    [](int line, ModemStatus& /*unused*/) { checkSimReady(line); },
+    [](int line, ModemStatus& /*unused*/) { checkRegistered(line); },
+    [](int line, ModemStatus& /*unused*/) { querySignalQuality(line); },
+    [](int line, ModemStatus& /*unused*/) { queryNetworkMode(line); },
+    [](int line, ModemStatus& /*unused*/) { querySysInfoMode(line); },
+    [](int line, ModemStatus& status) { queryModemStatus(modelCombined, line, &status); },
+    [](int line, ModemStatus& status) { queryModemStatus(modelStepwise, line, &status); },
+};
 
-void converse(int operation, FuzzedDataProvider& input) {
+void converse(decltype(*dialogues) dialogue, FuzzedDataProvider& input) {
     // A sequenced socket keeps the chunks apart, and the end of it costs no waiting.
     int pair[2];
     require(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, pair) == 0, "a socket pair");
@@ -50,7 +38,7 @@ void converse(int operation, FuzzedDataProvider& input) {
     }
     shutdown(pair[1], SHUT_WR);
     ModemStatus status{};
-    ask(operation, pair[0], status);
+    dialogue(pair[0], status);
     require(status.signalLevel >= 0 && status.signalLevel <= 4, "0 to 4 bars");
     close(pair[0]);
     close(pair[1]);
@@ -106,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else if (operation == 7) {
         divideReply(input.ConsumeRemainingBytesAsString());
     } else {
-        converse(operation, input);
+        converse(dialogues[operation], input);
     }
     return 0;
 }
