@@ -61,7 +61,7 @@ TEST(Text, Layout) {
                  {single, GUI_TA_VCENTER, "a\nb", 10, 5},
                  {twoByte, 8, "abc", 10, 5},
                  {single, 0, "\xB2", 10, 5},
-                 {twoByte, 0, "a\xB2", 10, 5},
+                 {twoByte, 0, std::string("a\xB2\0\nb", 5), 10, 5},
                  {twoByte, 0, "\xB2\nb", 10, 5},
                  {single, 0, "abc", 10, -6},
                  {single, 0, "abc", 10, -5},
