@@ -4,6 +4,7 @@
 #include "app/page_table.h"
 #include "tests/support/gateway_test.h"
 
+#include <algorithm>
 #include <random>
 #include <set>
 
@@ -39,6 +40,7 @@ TEST_F(Navigation, SubPagesAreEightBitsWideAndSetAloneOnTheSamePage) {
 }
 
 TEST_F(Navigation, RandomChannelMapsAreWalkedUpwardsFromTheSmallestNumber) {
+    const PageEntry& before = *std::ranges::find(PageTable, channelPage, &PageEntry::nextPage);
     std::mt19937 random(20240304);
     for (int round = 0; round < 200; ++round) {
         std::set<std::uint8_t> channels;
@@ -47,7 +49,7 @@ TEST_F(Navigation, RandomChannelMapsAreWalkedUpwardsFromTheSmallestNumber) {
             channels.insert(static_cast<std::uint8_t>(random() % (highest + 1)));
         }
         gateway.writeChannels(std::vector<sim::Channel>(channels.begin(), channels.end()));
-        std::string shown = next(tfCardPage, 0);
+        std::string shown = next(before.id, before.lastSubPage);
         for (const std::uint8_t number : channels) {
             const std::uint8_t smallest = *channels.begin();
             if (smallest != 16 && (number == smallest || number <= 16)) {
