@@ -12,7 +12,6 @@ TEST(Lock, CountsNestedCallsAndSwitchesAtTheOutermostOnly) {
     GUI_Lock();
     GUI_FillRect(0, 0, 3, 3);
     EXPECT_EQ(GUI_LockCnt, 2);
-    EXPECT_EQ(GUI_LockOwner, pthread_self());
     EXPECT_EQ(GUI_CurrentTaskSlot, slot);
     GUI_Unlock();
     GUI_Unlock();

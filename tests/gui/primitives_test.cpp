@@ -34,32 +34,28 @@ TEST(Primitives, InvertAndClearDoTheSameInAnyMode) {
     EXPECT_TRUE(golden::matches(panel.picture(), "gui/invert-and-clear"));
 }
 
-constexpr std::uint8_t checker[] = {0b1010'0000, 0b0101'0000};
-constexpr std::uint32_t darkAndLight[] = {0x000000, 0x808080};
-constexpr GUI_Palette opaquePalette = {2, 0, darkAndLight};
-constexpr GUI_Palette transparentPalette = {2, 1, darkAndLight};
-
+// With an opaque palette, a transparent one and none, in several modes, on dark and on lit ground.
 TEST(Primitives, PaletteDecidesTheIndicesOfABitmapAndNullTakesTheCurrentColors) {
-    const struct {
-        const GUI_Palette* palette;
-        std::uint8_t mode;
-        std::uint8_t ground; // the screen beforehand
-    } cases[] = {{&opaquePalette, 0, 0},
-                 {&opaquePalette, GUI_DM_REV, 0},
-                 {&opaquePalette, GUI_DM_TRANS, 0xFF},
-                 {&opaquePalette, GUI_DM_XOR, 0xFF},
-                 {&transparentPalette, 0, 0},
-                 {&transparentPalette, 0, 0xFF},
-                 {nullptr, 0, 0},
-                 {nullptr, GUI_DM_REV, 0}};
+    static constexpr std::uint8_t checker[] = {0b1010'0000, 0b0101'0000};
+    static constexpr std::uint32_t colors[] = {0x000000, 0x808080};
+    const GUI_Palette opaque = {2, 0, colors};
+    const GUI_Palette clear = {2, 1, colors};
+    const std::tuple<const GUI_Palette*, int, std::uint8_t> cases[] = {
+        {&opaque, 0, 0},
+        {&opaque, GUI_DM_REV, 0},
+        {&opaque, GUI_DM_TRANS, 0xFF},
+        {&opaque, GUI_DM_XOR, 0xFF},
+        {&clear, 0, 0},
+        {&clear, 0, 0xFF},
+        {nullptr, 0, 0},
+        {nullptr, GUI_DM_REV, 0}};
     Panel panel(64, 4);
-    GUI_Bitmap bitmap = {4, 2, 1, 1, checker, nullptr, nullptr};
     for (int column = 0; const auto& [palette, mode, ground] : cases) {
         for (int row = 0; row < 4; ++row) {
             pbMapMem[8 * row + column] = ground;
         }
-        GUI_SetDrawMode(mode);
-        bitmap.pPal = palette;
+        const GUI_Bitmap bitmap = {4, 2, 1, 1, checker, palette, nullptr};
+        GUI_SetDrawMode(static_cast<std::uint8_t>(mode));
         GUI_DrawBitmap(&bitmap, 8 * column + 1, 1);
         EXPECT_EQ(GUI_Context.DrawMode, mode);
         ++column;
