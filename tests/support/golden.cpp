@@ -101,13 +101,4 @@ testing::AssertionResult matchesList(const std::string& actual, const std::strin
            << "another text than " << goldenFile.string() << ": " << actualFile.string();
 }
 
-testing::AssertionResult matchesText(const picture::Bitmap& actual, const std::string& expected) {
-    std::string reason;
-    const auto bitmap =
-        picture::fromText(expected.starts_with('\n') ? expected.substr(1) : expected, &reason);
-    if (!bitmap)
-        return testing::AssertionFailure() << "the expected picture: " << reason;
-    return compare(actual, *bitmap);
-}
-
 } // namespace golden
