@@ -174,7 +174,8 @@ TEST(RandomDrawing, BitmapsEqualTheModel) {
             const int left = x0 + i % xsize * width;
             const int top = y0 + i / xsize * height;
             const int value = valueAt(data.data() + i / xsize * bytesPerLine, i % xsize, depth);
-            for (int j = 0; isDrawn(value, depth, isPlain) && j < width * height; ++j) {
+            const int pixels = isDrawn(value, depth, isPlain) ? width * height : 0;
+            for (int j = 0; j < pixels; ++j) {
                 model.draw(left + j % width, top + j / width,
                            indices != nullptr ? indices[value] : value);
             }
