@@ -37,18 +37,31 @@ std::optional<std::string> goldenFor(const std::string& name, const std::string&
                 : std::nullopt;
 }
 
+testing::AssertionResult compare(const picture::Bitmap& actual, const picture::Bitmap& expected) {
+    const auto pixel = picture::firstDifference(expected, actual);
+    if (!pixel) {
+        return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure()
+           << "first differing pixel (" << pixel->x << ", " << pixel->y << ")\nactual "
+           << actual.width() << " x " << actual.height() << ":\n"
+           << picture::toText(actual) << "expected " << expected.width() << " x "
+           << expected.height() << ":\n"
+           << picture::toText(expected);
+}
+
 } // namespace
 
 testing::AssertionResult matches(const picture::Bitmap& actual, const std::string& name) {
     const std::string text = picture::toText(actual);
-    const std::string expected = goldenFor(name, text).value_or("");
-    testing::AssertionResult result = matchesText(actual, expected);
+    const auto expected =
+        picture::fromText(goldenFor(name, text).value_or("")).value_or(picture::Bitmap());
+    testing::AssertionResult result = compare(actual, expected);
     fs::remove(differenceFile(name + ".actual"));
     fs::remove(differenceFile(name + ".diff"));
     if (!result) {
         writeFile(differenceFile(name + ".actual"), text);
-        const auto golden = picture::fromText(expected).value_or(picture::Bitmap());
-        writeFile(differenceFile(name + ".diff"), picture::diffText(golden, actual));
+        writeFile(differenceFile(name + ".diff"), picture::diffText(expected, actual));
         result << "golden " << goldenFile(name) << "\ndifferences in "
                << differenceFile(name + ".diff") << "\n";
     }
@@ -62,25 +75,6 @@ testing::AssertionResult matchesList(const std::string& actual, const std::strin
     writeFile(differenceFile(name + ".actual"), actual);
     return testing::AssertionFailure()
            << "another text than " << goldenFile(name) << ": " << differenceFile(name + ".actual");
-}
-
-testing::AssertionResult matchesText(const picture::Bitmap& actual, const std::string& expected) {
-    std::string reason;
-    const auto bitmap =
-        picture::fromText(expected.starts_with('\n') ? expected.substr(1) : expected, &reason);
-    if (!bitmap) {
-        return testing::AssertionFailure() << "the expected picture: " << reason;
-    }
-    const auto pixel = picture::firstDifference(*bitmap, actual);
-    if (!pixel) {
-        return testing::AssertionSuccess();
-    }
-    return testing::AssertionFailure()
-           << "first differing pixel (" << pixel->x << ", " << pixel->y << ")\nactual "
-           << actual.width() << " x " << actual.height() << ":\n"
-           << picture::toText(actual) << "expected " << bitmap->width() << " x " << bitmap->height()
-           << ":\n"
-           << expected;
 }
 
 } // namespace golden
