@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr const char* buttonPath = "/dev/input/event0";
 constexpr useconds_t pauseAfterFailedOpen = 100000; // microseconds
 constexpr time_t longestShortPress = 9;             // whole seconds
 constexpr suseconds_t unreadable = -1;              // in the microseconds of a time

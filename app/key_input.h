@@ -9,6 +9,8 @@
 
 #include <sys/time.h>
 
+inline constexpr const char* buttonPath = "/dev/input/event0";
+
 // What one look at the button gives.
 enum class KeyEvent {
     None = 0,

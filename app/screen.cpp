@@ -35,6 +35,10 @@ const PanelKind& fittedPanel() {
 
 } // namespace
 
+const char* brightnessPath() {
+    return fittedPanel().brightnessPath;
+}
+
 void setBacklight(int level) {
     char text[8];
     std::snprintf(text, sizeof text, "%d", level);

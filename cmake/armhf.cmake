@@ -36,3 +36,10 @@ string(CONCAT CMAKE_EXE_LINKER_FLAGS_INIT
 # The program carries no path of the machine that built it; the emulator is told where to look.
 set(CMAKE_SKIP_BUILD_RPATH ON)
 set(CMAKE_CROSSCOMPILING_EMULATOR "${project_root}/scripts/armhf-run")
+
+# For the package: whose it is, and where dpkg-shlibdeps finds the target's libraries.
+set(PANELD_ARCHITECTURE armhf)
+set(PANELD_LIBRARY_FOLDERS "")
+foreach(root "${sysroot}/runtime" "${sysroot}")
+  list(APPEND PANELD_LIBRARY_FOLDERS "${root}/lib/${triplet}" "${root}/usr/lib/${triplet}")
+endforeach()

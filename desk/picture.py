@@ -13,7 +13,6 @@ FONTS = pathlib.Path(__file__).resolve().parents[1] / "gui" / "fonts"
 BODY, BODY_PAIRS, TITLE = "mono6x12_ascii.art", "mono6x12_gb.art", "mono10x19_ascii.art"
 
 WIDTH = 128
-GLYPH_WIDTH, GLYPH_HEIGHT = 6, 12
 
 # Name -> glyphs by pattern, columns and rows of pixels in a cell. Bit n of a pattern is pixel n,
 # row by row; braille numbers its dots down the columns and adds the bottom pair last.
@@ -62,21 +61,13 @@ def bordered(rows: list[str]) -> bool:
     return rows[0] == rows[-1] == full and all(row[0] == row[-1] == "#" for row in rows)
 
 
-def has_text(rows: list[str], text: str) -> bool:
-    """Whether the text stands anywhere in the body font."""
-    cells = ["".join(body_font()[ord(letter)][line * GLYPH_WIDTH:(line + 1) * GLYPH_WIDTH]
-                     for letter in text) for line in range(GLYPH_HEIGHT)]
-    beside = f".{{{WIDTH - len(cells[0])}}}"
-    return re.search(beside.join(map(re.escape, cells)), "".join(rows)) is not None
-
-
 def difference(rows: list[str], expected: list[str]) -> str:
     """Both laid over each other: '+' lit here only, '-' lit in the expected one only."""
     marks = {("#", "#"): "#", (".", "."): ".", ("#", "."): "+", (".", "#"): "-"}
     return "\n".join("".join(marks[pair] for pair in zip(*both)) for both in zip(rows, expected))
 
 
-def written(rows: list[str], text: str) -> bool:
+def has_text(rows: list[str], text: str) -> bool:
     """Whether an ASCII text stands anywhere, in body letters or as a title, plain or reversed."""
     for sheet in (BODY, TITLE):
         look = ["".join(parts) for parts in zip(*(font(sheet)[ord(letter)] for letter in text))]
@@ -97,14 +88,8 @@ def font(sheet: str) -> dict[int, list[str]]:
     return glyphs
 
 
-@functools.cache
-def body_font() -> dict[int, str]:
-    """Code in GB2312 -> rows of the body font's glyph, joined."""
-    return {code: "".join(rows) for sheet in (BODY, BODY_PAIRS)
-            for code, rows in font(sheet).items()}
-
-
 def lacking(data: bytes) -> list[str]:
     """The characters of a GB2312 text that the body font lacks, each once."""
+    codes = font(BODY) | font(BODY_PAIRS)
     return [letter for letter in dict.fromkeys(data.decode("gb2312"))
-            if int.from_bytes(letter.encode("gb2312"), "big") not in body_font()]
+            if int.from_bytes(letter.encode("gb2312"), "big") not in codes]

@@ -18,7 +18,7 @@ def page_shown(rows: list[str]) -> dict | None:
     def texts(page: dict) -> list[str]:
         return page["texts"][str(len(rows))]
     shown = [page for page in pages(len(rows))
-             if all(picture.written(rows, text) for text in texts(page))]
+             if all(picture.has_text(rows, text) for text in texts(page))]
     return max(shown, key=lambda page: len("".join(texts(page))), default=None)
 
 

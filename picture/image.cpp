@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
+#include <cstring>
 
 namespace picture {
 namespace {
@@ -90,20 +92,30 @@ Image panelImage(const Bitmap& bitmap, int scale) {
     return image;
 }
 
-bool writePng(const Image& image, const std::string& file, std::string* reason) {
+bool writePng(const Image& image, std::FILE* stream, std::string* reason) {
     std::vector<Rgb> palette;
     const std::vector<std::uint8_t> indices = indexColours(image, palette);
     if (indices.empty())
-        return fail(reason, file + ": no pixels, or more than 256 colours");
+        return fail(reason, "no pixels, or more than 256 colours");
     png_image control{};
     control.version = PNG_IMAGE_VERSION;
     control.width = static_cast<png_uint_32>(image.width);
     control.height = static_cast<png_uint_32>(image.height);
     control.format = PNG_FORMAT_RGB_COLORMAP;
     control.colormap_entries = static_cast<png_uint_32>(palette.size());
-    if (png_image_write_to_file(&control, file.c_str(), 0, indices.data(), 0, palette.data()) == 0)
-        return fail(reason, file + ": " + control.message);
-    return true;
+    if (png_image_write_to_stdio(&control, stream, 0, indices.data(), 0, palette.data()) == 0)
+        return fail(reason, control.message);
+    return std::fflush(stream) == 0 || fail(reason, std::strerror(errno));
+}
+
+bool writePng(const Image& image, const std::string& file, std::string* reason) {
+    std::FILE* stream = std::fopen(file.c_str(), "wb");
+    if (stream == nullptr)
+        return fail(reason, file + ": " + std::strerror(errno));
+    std::string why;
+    const bool written = writePng(image, stream, &why);
+    std::fclose(stream);
+    return written || fail(reason, file + ": " + why);
 }
 
 bool writePng(const Bitmap& bitmap, int scale, const std::string& file, std::string* reason) {

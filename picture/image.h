@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,6 +38,9 @@ Image panelImage(const Bitmap& bitmap, int scale);
 // Writes an image of at most 256 colours as a PNG file with a palette. False with a reason when
 // the file cannot be written; what stood in it is then lost.
 bool writePng(const Image& image, const std::string& file, std::string* reason = nullptr);
+
+// The same to an open stream, which is flushed and stays open; the reason names no file.
+bool writePng(const Image& image, std::FILE* stream, std::string* reason = nullptr);
 
 // The two steps above in one.
 bool writePng(const Bitmap& bitmap, int scale, const std::string& file,

@@ -20,7 +20,7 @@ inline constexpr int statusTrouble = 1; // something is wrong, or could not be d
 inline constexpr int statusUsage = 2;   // the command line was not understood
 
 struct ShotOptions {
-    std::string file;                       // PNG file to write; empty: the terminal
+    std::string file;                       // PNG file, "-": standard output; empty: the terminal
     int scale = 4;                          // PNG pixels to a dot
     std::optional<picture::CellKind> cells; // none: by the width of the terminal
     bool watch = false;
@@ -28,6 +28,15 @@ struct ShotOptions {
 
 // Shows what is on the panel now, once or again at each change until interrupted.
 int shot(const ShotOptions& options);
+
+struct PressOptions {
+    int hold = 0;        // seconds that the button is held
+    bool reboot = false; // the press is meant to restart the gateway
+    bool quiet = false;  // the panel is not shown afterwards
+};
+
+// Presses the button by an event in its device, which reaches every reader.
+int press(const PressOptions& options);
 
 struct SayOptions {
     std::vector<std::string> words; // UTF-8, joined by blanks

@@ -1,13 +1,14 @@
 // panelctl: looks at the panel, its queue, its configuration and its modem from a shell.
 
 #include "tools/commands.h"
+#include "tools/panel_text.h"
 #include "tools/visible_text.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cstdarg>
 #include <cstdio>
-#include <iostream>
+#include <limits>
 
 namespace {
 
@@ -18,7 +19,8 @@ constexpr const char* footer = "Exit status: 0 all is well, 1 something is wrong
 
 CLI::App* addShot(CLI::App& app, ShotOptions& options) {
     CLI::App* command = app.add_subcommand("shot", "Show what is on the panel now");
-    CLI::Option* file = command->add_option("FILE", options.file, "PNG file to write");
+    CLI::Option* file =
+        command->add_option("FILE", options.file, "PNG file to write, - for standard output");
     command->add_option("--scale", options.scale, "PNG pixels to a dot of the panel")
         ->check(CLI::Range(1, 32))
         ->needs(file)
@@ -35,11 +37,23 @@ CLI::App* addShot(CLI::App& app, ShotOptions& options) {
     return command;
 }
 
+CLI::App* addPress(CLI::App& app, PressOptions& options) {
+    constexpr int longestHold = 60; // seconds
+    CLI::App* command = app.add_subcommand("press", "Press the panel's button, show what comes");
+    command
+        ->add_option("--hold", options.hold, "Seconds to hold it; from 10 on the gateway restarts")
+        ->check(CLI::Range(0, longestHold))
+        ->capture_default_str();
+    command->add_flag("--reboot", options.reboot, "Needed beside --hold of 10 and more");
+    command->add_flag("--quiet", options.quiet, "Do not show the panel afterwards");
+    return command;
+}
+
 CLI::App* addSay(CLI::App& app, SayOptions& options) {
     CLI::App* command = app.add_subcommand("say", "Send a log line to the panel");
     command->add_option("TEXT", options.words, "Words of the line, UTF-8")->required();
     command->add_option("--type", options.type, "Type of the message")
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Range(1L, std::numeric_limits<long>::max()))
         ->capture_default_str();
     return command;
 }
@@ -60,8 +74,40 @@ CLI::App* addModem(CLI::App& app, ModemOptions& options) {
     return command;
 }
 
+// What a command, or the tool itself, may be followed by.
+std::string expected(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : app.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    for (const CLI::Option* option : app.get_options()) {
+        names.push_back(option->get_name());
+    }
+    return quotedList(names);
+}
+
+// Says what was wrong with the command line and what would be right.
+int refuse(const CLI::App& app, const CLI::ParseError& error) {
+    const auto chosen = app.get_subcommands();
+    const CLI::App& command = chosen.empty() ? app : *chosen.front();
+    const auto unknown = app.remaining(true);
+    if (!unknown.empty()) {
+        const bool text = command.get_option_no_throw("TEXT") != nullptr;
+        complain("'%s' is not understood; %s takes %s%s", unknown.front().c_str(),
+                 command.get_name().c_str(), expected(command).c_str(),
+                 text ? ", and -- before a TEXT that begins with -" : "");
+    } else if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+        complain("%s; %s takes %s", error.what(), command.get_name().c_str(),
+                 expected(command).c_str());
+    } else {
+        complain("%s", error.what());
+    }
+    return statusUsage;
+}
+
 int run(int argc, char** argv) {
     ShotOptions shotOptions;
+    PressOptions pressOptions;
     SayOptions sayOptions;
     QueueOptions queueOptions;
     ModemOptions modemOptions;
@@ -72,6 +118,7 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer(footer);
     const CLI::App* shotCommand = addShot(app, shotOptions);
+    const CLI::App* pressCommand = addPress(app, pressOptions);
     const CLI::App* sayCommand = addSay(app, sayOptions);
     const CLI::App* queueCommand = addQueue(app, queueOptions);
     const CLI::App* configCommand =
@@ -80,10 +127,14 @@ int run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error, std::cout, std::cerr) == 0 ? statusFine : statusUsage;
+        const bool asked = error.get_exit_code() == 0; // for help or the version
+        return asked ? app.exit(error) : refuse(app, error);
     }
     if (shotCommand->parsed()) {
         return shot(shotOptions);
+    }
+    if (pressCommand->parsed()) {
+        return press(pressOptions);
     }
     if (sayCommand->parsed()) {
         return say(sayOptions);

@@ -2,6 +2,8 @@
 
 #include "app/log_receiver.h"
 #include "app/log_store.h"
+#include "device/device_info.h"
+#include "tools/captured_output.h"
 #include "tools/log_queue.h"
 #include "tools/panel_text.h"
 #include "tools/processes.h"
@@ -36,7 +38,7 @@ void warnOfWhatIsNotShown(const std::string& bytes) {
     }
 }
 
-void warnOfWhatDelays(const LogQueue& queue) {
+void warnOfWhatKeepsReadersAway(const LogQueue& queue) {
     int error = 0;
     if (const auto messages = queue.copies(error);
         messages && !messages->empty() && isTooLong(messages->front())) {
@@ -45,6 +47,11 @@ void warnOfWhatDelays(const LogQueue& queue) {
     }
     if (processesNamed(daemonName).empty()) {
         complain("warning: no %s is running; the line waits for it", daemonName);
+    }
+    bool small = false;
+    captureOutput([&] { small = DeviceInfo::instance()->isSmallPanel() != 0; });
+    if (small) {
+        complain("warning: the 32-line panel has no page for log lines; nobody will read it");
     }
 }
 
@@ -80,6 +87,6 @@ int ctl::say(const SayOptions& options) {
                  errno == EAGAIN ? "the queue is full" : std::strerror(errno));
         return statusTrouble;
     }
-    warnOfWhatDelays(*queue);
+    warnOfWhatKeepsReadersAway(*queue);
     return statusFine;
 }

@@ -1,15 +1,11 @@
 #include "tools/commands.h"
 
-#include "gui/lcd_driver.h"
-#include "picture/bitmap.h"
 #include "picture/image.h"
-#include "tools/captured_output.h"
+#include "tools/panel_view.h"
 
 #include <csignal>
 #include <cstdio>
 #include <ctime>
-#include <span>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -18,44 +14,32 @@ using namespace ctl;
 
 // How often a watched panel is looked at; the daemon redraws once a second at most.
 constexpr std::timespec watchPeriod{0, 200'000'000};
+constexpr int looksPerRemark = 5; // looking for the daemon costs more than looking at the panel
 
-// Maps the panel's video memory by the daemon's driver, which draws nothing while doing so.
-bool openPanel() {
-    const std::string message = captureOutput(LCD_DriverOpen);
-    if (pbMapMem == nullptr) {
-        complain("%s", message.substr(0, message.find('\n')).c_str());
-        return false;
-    }
-    if (LCD_BITSPERPIXEL != 1) {
-        complain("the framebuffer has %d bits per pixel and is no panel of this kind",
-                 LCD_BITSPERPIXEL);
-        return false;
-    }
-    return true;
-}
+constexpr const char* standardOutput = "-";
 
-picture::Bitmap panelPicture() {
-    return picture::Bitmap::fromVideoMemory(std::span(pbMapMem, ulVideoMemByteSize), LCD_XSIZE,
-                                            LCD_YSIZE);
-}
+struct View {
+    picture::Bitmap picture;
+    picture::CellKind cells;
+    std::string remark;
+};
 
-// Square dots where the terminal is wide enough, smaller ones where it is not.
-picture::CellKind fittingCells() {
-    winsize window{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
-    return known && window.ws_col < LCD_XSIZE ? picture::CellKind::Quadrants
-                                              : picture::CellKind::HalfBlocks;
-}
-
-void print(const picture::Bitmap& bitmap, picture::CellKind cells) {
-    for (const std::string& row : picture::renderCells(bitmap, cells)) {
-        std::printf("%s\n", row.c_str());
-    }
-}
-
-// Shows each picture in the place of the one before, or below it when nobody looks on.
-void watch(picture::CellKind cells) {
+// In the place of the view before, or below it when nobody looks on. The remark stands below the
+// picture until it changes.
+void show(const View& now, const View& before, bool first) {
     const bool terminal = isatty(STDOUT_FILENO) == 1;
+    const bool anew = first || now.cells != before.cells;
+    std::fputs(!terminal ? "" : anew ? "\x1b[?25l\x1b[2J\x1b[H" : "\x1b[H", stdout);
+    printPanel(now.picture, now.cells);
+    std::fputs(terminal ? "" : "\n", stdout);
+    if (anew || now.remark != before.remark) {
+        std::fputs(terminal ? "\x1b[J" : "", stdout);
+        remarkOn(now.remark);
+    }
+    std::fflush(stdout);
+}
+
+void watch(const std::optional<picture::CellKind>& cells) {
     sigset_t ends;
     sigemptyset(&ends);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
@@ -63,18 +47,38 @@ void watch(picture::CellKind cells) {
     }
     sigprocmask(SIG_BLOCK, &ends, nullptr);
 
-    std::fputs(terminal ? "\x1b[?25l\x1b[2J" : "", stdout); // no cursor, blank screen
-    picture::Bitmap shown;
+    View shown{};
+    int look = 0;
     do {
-        if (const picture::Bitmap now = panelPicture(); now != shown) {
-            std::fputs(terminal ? "\x1b[H" : "", stdout); // to the top-left corner
-            print(now, cells);
-            std::fputs(terminal ? "" : "\n", stdout);
-            std::fflush(stdout);
-            shown = now;
+        View now{panelPicture(), cells.value_or(fittingCells()),
+                 look % looksPerRemark == 0 ? panelRemark() : shown.remark};
+        if (look == 0 || now.picture != shown.picture || now.cells != shown.cells ||
+            now.remark != shown.remark) {
+            show(now, shown, look == 0);
+            shown = std::move(now);
         }
+        look = look % looksPerRemark + 1;
     } while (sigtimedwait(&ends, nullptr, &watchPeriod) == -1 && std::ferror(stdout) == 0);
-    std::fputs(terminal ? "\x1b[?25h" : "", stdout);
+    std::fputs(isatty(STDOUT_FILENO) == 1 ? "\x1b[?25h" : "", stdout);
+}
+
+int writeFile(const ShotOptions& options) {
+    const picture::Image image = picture::panelImage(panelPicture(), options.scale);
+    std::string reason;
+    if (options.file != standardOutput) {
+        if (!picture::writePng(image, options.file, &reason)) {
+            complain("cannot write %s", reason.c_str());
+            return statusTrouble;
+        }
+    } else if (isatty(STDOUT_FILENO) == 1) {
+        complain("a PNG picture is nothing for a terminal; lead it into a file or a program");
+        return statusTrouble;
+    } else if (!picture::writePng(image, stdout, &reason)) {
+        complain("cannot write standard output: %s", reason.c_str());
+        return statusTrouble;
+    }
+    remarkOn(panelRemark());
+    return statusFine;
 }
 
 } // namespace
@@ -84,18 +88,12 @@ int ctl::shot(const ShotOptions& options) {
         return statusTrouble;
     }
     if (!options.file.empty()) {
-        std::string reason;
-        if (!picture::writePng(panelPicture(), options.scale, options.file, &reason)) {
-            complain("cannot write %s: %s", options.file.c_str(), reason.c_str());
-            return statusTrouble;
-        }
-        return statusFine;
+        return writeFile(options);
     }
-    const picture::CellKind cells = options.cells.value_or(fittingCells());
     if (options.watch) {
-        watch(cells);
+        watch(options.cells);
     } else {
-        print(panelPicture(), cells);
+        showPanel(options.cells);
     }
     return statusFine;
 }

@@ -1,6 +1,6 @@
-# Puts the messages of docs/messages.md into a manual page in the place of the line "@MESSAGES@":
+# Puts the messages of docs/messages.md into a manual page in the place of the line "%MESSAGES%":
 #
-#   awk -f messages.awk messages.md paneld.8.in > paneld.8
+#   awk -f messages.awk messages.md manual > paneld.8
 #
 # A row of a table whose first cell is in backquotes becomes an item of a list, a second-level
 # heading a subsection.
@@ -52,7 +52,7 @@ file == 1 && /^[|] `/ {
     messages = messages prose(cell[3]) "\n.Pp\n" prose(cell[4]) "\n"
 }
 
-file == 2 && /^@MESSAGES@$/ {
+file == 2 && /^%MESSAGES%$/ {
     close_list()
     printf "%s", messages
     next

@@ -32,6 +32,14 @@ has_queue() {
     awk '$1 == 80 { found = 1 } END { exit !found }' /proc/sysvipc/msg
 }
 
+# refuses WORDS COMMAND...
+refuses() {
+    words=$1
+    shift
+    ! "$@" 2>/tmp/refusal || fail "$* is not refused"
+    grep -q "$words" /tmp/refusal || fail "$* is refused otherwise: $(cat /tmp/refusal)"
+}
+
 wait_for() {
     for _ in 1 2 3 4 5 6 7 8 9 10; do
         "$@" && return
@@ -111,6 +119,7 @@ printf '#!/bin/sh\nexit 0\n' >/usr/sbin/policy-rc.d
 chmod +x /usr/sbin/policy-rc.d
 
 say start
+refuses "no paneld is running" panelctl press
 invoke-rc.d paneld start
 wait_for runs || fail "the daemon does not run after its start"
 wait_for has_queue || fail "the daemon has made no queue"
@@ -119,6 +128,7 @@ first=$(daemon_process)
 /etc/init.d/paneld start
 [ "$(daemon_process)" = "$first" ] || fail "a second start started a second daemon"
 [ "$(panelctl --version)" = "panelctl $2" ] || fail "panelctl has another version"
+refuses "no button on /dev/input/event0" panelctl press
 panelctl say up
 panelctl queue
 status=0

@@ -14,6 +14,7 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 using Wait = sim::PanelProcess::Wait;
 
 TEST(Start, WithoutAQueueOrAThreadEndsBeforeAnythingIsTouched) {

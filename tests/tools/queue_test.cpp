@@ -32,7 +32,7 @@ Messages drain(const sim::Gateway& gateway) {
 
 TEST(Say, SendsTheBytesThatThePanelTakesAndTellsWhatItLosesOrRefuses) {
     const std::string a68(68, 'a');
-    const auto fits = AllOf(Not(HasSubstr("font")), Not(HasSubstr("fit")));
+    const auto fits = AllOf(Not(HasSubstr("font")), Not(HasSubstr("fit")), Not(HasSubstr("page")));
     const struct {
         std::string arguments;
         Messages messages;
@@ -59,6 +59,9 @@ TEST(Say, SendsTheBytesThatThePanelTakesAndTellsWhatItLosesOrRefuses) {
     while (gateway.sendLogBytes(std::string(69, 'x'))) {
     }
     expectOutcome(gateway, "say " + a68, 1, "", HasSubstr("the queue is full"));
+    drain(gateway);
+    gateway.setPanel(sim::panel32);
+    expectOutcome(gateway, "say x", 0, "", HasSubstr("has no page for log lines"));
 }
 
 TEST(Queue, ListsWhatWaitsAndDropsTheStuckMessageAlone) {

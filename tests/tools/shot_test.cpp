@@ -1,8 +1,9 @@
-// panelctl shot, and the command line as a whole.
+// panelctl shot and press, and the command line as a whole.
 
 #include "picture/cells.h"
 #include "picture/image.h"
 #include "sim/panel_process.h"
+#include "tests/support/golden.h"
 #include "tests/tools/tool_process.h"
 
 #include <algorithm>
@@ -10,6 +11,8 @@
 #include <unistd.h>
 
 namespace {
+
+using testing::_;
 
 picture::Bitmap pictureOf(const sim::Gateway& gateway) {
     const auto [width, height, bits] = gateway.panel();
@@ -37,13 +40,49 @@ TEST(Shot, ShowsWhatTheDaemonHasDrawnAndLeavesItAlone) {
 
         const std::string file = gateway.folder() + "/shot.png";
         const auto braille = cellsOf(drawn, picture::CellKind::Braille);
-        expectOutcome(gateway, "shot", 0, cellsOf(drawn, picture::CellKind::HalfBlocks), "");
-        expectOutcome(gateway, "shot --cells braille", 0, braille, "");
-        expectOutcome(gateway, "shot --scale 3 " + file, 0, "", "");
+        expectOutcome(gateway, "shot", 0, cellsOf(drawn, picture::CellKind::HalfBlocks), _);
+        expectOutcome(gateway, "shot --cells braille", 0, braille, _);
+        expectOutcome(gateway, "shot --scale 3 " + file, 0, "", _);
         EXPECT_EQ(picture::readPng(file), picture::panelImage(drawn, 3));
+        expectOutcome(gateway, "shot - --scale 3", 0, contentsOf(file), _);
         EXPECT_EQ(pictureOf(gateway), drawn);
         EXPECT_TRUE(gateway.canaryIntact());
     }
+}
+
+TEST(Shot, FitsTheTerminal) {
+    const struct {
+        sim::Panel panel;
+        const char* size;
+        picture::CellKind kind;
+    } cases[] = {
+        {sim::panel64, "rows 24 columns 80", picture::CellKind::Braille},
+        {sim::panel64, "rows 33 columns 200", picture::CellKind::Braille},
+        {sim::panel64, "rows 34 columns 128", picture::CellKind::HalfBlocks},
+        {sim::panel64, "rows 34 columns 127", picture::CellKind::Quadrants},
+        {sim::panel32, "rows 24 columns 80", picture::CellKind::Quadrants},
+    };
+    for (const auto& c : cases) {
+        sim::Gateway gateway(c.panel);
+        gateway.fillPicture(0x35);
+        const std::string file = gateway.folder() + "/script";
+        std::ofstream(file) << "stty " << c.size << "\n"
+                            << commandOf(gateway, "shot") << " 2>" << file << ".err\n";
+        std::system(("script -qec 'sh " + file + "' /dev/null > " + file + ".out").c_str());
+        EXPECT_EQ(replaced(contentsOf(file + ".out"), "\r", ""),
+                  cellsOf(pictureOf(gateway), c.kind))
+            << c.size;
+    }
+}
+
+TEST(Shot, TellsThatThePanelIsDark) {
+    sim::Gateway gateway(sim::panel32);
+    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
+    ASSERT_EQ(panel.settle(), sim::PanelProcess::Wait::Settled);
+    EXPECT_EQ(panelctl(gateway, "shot").errors, "");
+    gateway.setClockMode(sim::ClockMode::Virtual);
+    panel.advance(std::chrono::seconds{62});
+    EXPECT_THAT(panelctl(gateway, "shot").errors, HasSubstr("the backlight is off"));
 }
 
 TEST(Shot, WatchesUntilItIsEndedAndShowsEachChangeOnce) {
@@ -70,21 +109,56 @@ TEST(Shot, WatchesUntilItIsEndedAndShowsEachChangeOnce) {
     EXPECT_EQ(waitForLines(35), first + second + "0\n");
 }
 
+class RunningPanel : public testing::Test {
+  protected:
+    RunningPanel() {
+        gateway.setClockMode(sim::ClockMode::Real);
+        EXPECT_EQ(panel.settle(), sim::PanelProcess::Wait::Settled);
+    }
+    sim::Gateway gateway;
+    sim::PanelProcess panel{gateway, PANELD_PROGRAM, PANELD_INTERPOSER};
+};
+
+TEST_F(RunningPanel, IsPressedAndShowsWhatComes) {
+    for (const char* page : {"64/ethernet1-address", "64/ethernet1-netmask"}) {
+        const Outcome outcome = panelctl(gateway, "press --hold 1");
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_TRUE(golden::matches(pictureOf(gateway), page));
+        EXPECT_EQ(outcome.output, cellsOf(pictureOf(gateway), picture::CellKind::HalfBlocks));
+    }
+    expectOutcome(gateway, "press --quiet", 0, "", "");
+    panel.settle();
+    EXPECT_TRUE(golden::matches(pictureOf(gateway), "64/ethernet2-address"));
+    gateway.setButtonPresent(false);
+    expectOutcome(gateway, "press", 1, "", HasSubstr("no button on /dev/input/event0"));
+}
+
+TEST_F(RunningPanel, IsHeldUntilItReboots) {
+    EXPECT_EQ(panelctl(gateway, "press --hold 10 --reboot").status, 0);
+    EXPECT_TRUE(golden::matches(pictureOf(gateway), "64/reboot"));
+    EXPECT_EQ(gateway.popenCount(), 1U);
+}
+
 TEST(CommandLine, TellsUsageAndFailureApart) {
+    const std::string largestType = std::to_string(std::numeric_limits<long>::max()) + "\n";
     const struct {
         const char* arguments;
         int status;
         Matcher<std::string> output;
         Matcher<std::string> errors;
     } cases[] = {
-        {"", 2, "", Not("")},
-        {"dance", 2, "", Not("")},
-        {"say --type 0 x", 2, "", Not("")},
-        {"shot --watch file.png", 2, "", Not("")},
-        {"shot --scale 2", 2, "", Not("")},
-        {"modem --kind 3", 2, "", Not("")},
+        {"", 2, "", HasSubstr("takes 'shot', 'press', 'say'")},
+        {"dance", 2, "", HasSubstr("'dance' is not understood; panelctl takes 'shot', ")},
+        {"say --type 0 x", 2, "", "panelctl: --type: Value 0 not in range 1 to " + largestType},
+        {"say -x", 2, "", HasSubstr("-- before a TEXT that begins with -")},
+        {"shot --watch file.png", 2, "", HasSubstr("FILE excludes --watch")},
+        {"shot --scale 2", 2, "", HasSubstr("--scale requires FILE")},
+        {"modem --kind 3", 2, "", HasSubstr("range 1 to 2")},
+        {"press --hold 10", 2, "", HasSubstr("add --reboot")},
+        {"press --hold 9 --reboot", 2, "", HasSubstr("add --hold 10")},
         {"say --help", 0, HasSubstr("TEXT"), ""},
-        {"shot /nowhere/shot.png", 1, "", HasSubstr("cannot write /nowhere/shot.png")},
+        {"shot /nowhere/shot.png", 1, "",
+         "panelctl: cannot write /nowhere/shot.png: No such file or directory\n"},
     };
     sim::Gateway gateway;
     for (const auto& c : cases) {
@@ -110,14 +184,14 @@ std::set<std::string> completions(const std::string& command, const std::string&
 TEST(CommandLine, EveryOptionIsInTheCompletionAndInTheManual) {
     sim::Gateway gateway;
     std::set<std::string> all;
-    for (const std::string command : {"", "shot", "say", "queue", "config", "modem"}) {
+    for (const std::string command : {"", "shot", "press", "say", "queue", "config", "modem"}) {
         const auto options =
             allMatches(panelctl(gateway, command + " --help").output, "\n +(?:-h,)?(--[a-z-]+)");
         ASSERT_FALSE(options.empty());
         EXPECT_EQ(completions(command, gateway.folder() + "/words"), options) << command;
         all.insert(options.begin(), options.end());
     }
-    const std::string manual = contentsOf(PANELD_SOURCES "/packaging/man/panelctl.1");
+    const std::string manual = contentsOf(PANELD_SOURCES "/packaging/man/panelctl.1.in");
     const std::string plain = replaced(replaced(manual, R"( \\-)", " --"), R"(\\-)", "-");
     EXPECT_EQ(allMatches(plain, "(--[a-z]{2,}(?:-[a-z]+)*)"), all);
 }
