@@ -28,11 +28,17 @@ struct OpenFile {
 OpenFile openFile{};
 bool hasComplained = false;
 
-// In the manner of libxml2's own complaints. Nothing when somebody else listens to those.
+// In the manner of libxml2's own complaints, to whoever listens to those.
 void complain(const char* kind, const char* reason) {
+    char text[128];
+    std::snprintf(text, sizeof text, "%s : %s\n", kind, reason);
     if (xmlStructuredError == nullptr) {
-        xmlGenericError(xmlGenericErrorContext, "%s : %s\n", kind, reason);
+        xmlGenericError(xmlGenericErrorContext, "%s", text);
+        return;
     }
+    xmlError complaint{};
+    complaint.message = text;
+    xmlStructuredError(xmlStructuredErrorContext, &complaint);
 }
 
 void* openRegularFile(const char* path) {

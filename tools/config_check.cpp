@@ -8,11 +8,10 @@
 #include "tools/captured_output.h"
 #include "tools/config_report.h"
 #include "tools/panel_text.h"
+#include "tools/visible_text.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -22,7 +21,6 @@
 #include <optional>
 #include <strings.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -36,15 +34,6 @@ constexpr std::size_t lineLimit = 4096; // of the version file; what lies behind
 constexpr std::size_t complaintLimit = 10;
 constexpr std::size_t complaintLength = 200;
 constexpr int lastReachedChannel = 16;
-
-[[gnu::format(printf, 1, 2)]] std::string formatted(const char* format, ...) {
-    char text[256];
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    return text;
-}
 
 // --- Documents -----------------------------------------------------------------------------
 
@@ -102,9 +91,8 @@ bool differsInCaseOnly(const char* name, const char* wanted) {
 void findMiswrittenElements(ConfigReport& report, const xmlNode* parent, const char* wanted) {
     for (const xmlNode* child = parent->children; child != nullptr; child = child->next) {
         if (child->type == XML_ELEMENT_NODE && differsInCaseOnly(nameOf(child).c_str(), wanted)) {
-            report.add(Finding::Ignored, lineOf(child),
-                       formatted("element \"%s\": it must be written \"%s\"", nameOf(child).c_str(),
-                                 wanted));
+            report.add(Finding::Ignored, lineOf(child), "element \"%s\": it must be written \"%s\"",
+                       nameOf(child).c_str(), wanted);
         }
     }
 }
@@ -115,14 +103,13 @@ std::optional<std::string> expectAttribute(ConfigReport& report, const xmlNode* 
     forEachAttribute(element, [&](const char* name, const char*) {
         if (differsInCaseOnly(name, wanted)) {
             report.add(Finding::Ignored, lineOf(element),
-                       formatted("attribute \"%s\": it must be written \"%s\"", name, wanted));
+                       "attribute \"%s\": it must be written \"%s\"", name, wanted);
         }
     });
     auto value = attributeOf(element, wanted);
     if (!value) {
-        report.add(Finding::Missing, lineOf(element),
-                   formatted("<%s> has no attribute \"%s\": %s", nameOf(element).c_str(), wanted,
-                             consequence));
+        report.add(Finding::Missing, lineOf(element), "<%s> has no attribute \"%s\": %s",
+                   nameOf(element).c_str(), wanted, consequence);
     }
     return value;
 }
@@ -132,26 +119,41 @@ std::optional<std::string> expectAttribute(ConfigReport& report, const xmlNode* 
 void addMessages(ConfigReport& report, const std::string& printed) {
     for (std::size_t at = 0; at < printed.size();) {
         const std::size_t end = std::min(printed.find('\n', at), printed.size());
-        report.add(Finding::Note, 0,
-                   "the daemon prints \"" + printed.substr(at, end - at) + "\" at each attempt");
+        report.add(Finding::Note, 0, "the daemon prints \"%s\" at each attempt",
+                   printed.substr(at, end - at).c_str());
         at = end + 1;
     }
+}
+
+// The first line of a file, of a long one its beginning.
+std::string firstLine(const char* path) {
+    std::string line(lineLimit, '\0');
+    std::ifstream file(path);
+    file.read(line.data(), static_cast<std::streamsize>(line.size()));
+    line.resize(static_cast<std::size_t>(file.gcount()));
+    return line.substr(0, line.find('\n'));
+}
+
+bool isPacked(const char* path) {
+    const std::string line = firstLine(path);
+    return line.starts_with("\x1f\x8b") || line.starts_with("\xfd"
+                                                            "7zXZ");
 }
 
 // Says why the daemon could not read the file.
 void explainFailure(ConfigReport& report, const ParserComplaints& complaints) {
     struct stat status {};
     if (stat(report.path.c_str(), &status) != 0) {
-        report.add(Finding::Missing, 0, std::strerror(errno));
+        report.add(Finding::Missing, 0, "%s", std::strerror(errno));
     } else if (!S_ISREG(status.st_mode)) {
         report.add(Finding::Wrong, 0, "not a regular file");
-    } else if (access(report.path.c_str(), R_OK) != 0) {
-        report.add(Finding::Wrong, 0, std::strerror(errno));
+    } else if (isPacked(report.path.c_str())) {
+        report.add(Finding::Wrong, 0, "packed, and the daemon unpacks nothing");
     } else if (complaints.all().empty()) {
         report.add(Finding::Wrong, 1, "not the document that the daemon looks for");
     }
     for (const ParserComplaint& complaint : complaints.all()) {
-        report.add(Finding::Wrong, complaint.line, complaint.text);
+        report.add(Finding::Wrong, complaint.line, "%s", complaint.text.c_str());
     }
 }
 
@@ -200,8 +202,8 @@ void checkGateway(ConfigReport& report, const xmlNode* port) {
     checkShownText(report, lineOf(port), "gateway", *text, gatewayLength);
     in_addr address{};
     if (inet_pton(AF_INET, text->c_str(), &address) != 1) {
-        report.add(Finding::Wrong, lineOf(port),
-                   formatted("gateway \"%s\" is not an IPv4 address", text->c_str()));
+        report.add(Finding::Wrong, lineOf(port), "gateway \"%s\" is not an IPv4 address",
+                   text->c_str());
     }
 }
 
@@ -218,11 +220,12 @@ void checkPort(ConfigReport& report, const xmlNode* root) {
         checkNumber(report, lineOf(port), "cascade", *text, 0, highestByte,
                     DeviceInfo::instance()->cascade());
     }
-    for (const xmlNode* other = findElement(port->next, "lan1"); other != nullptr;
-         other = findElement(other->next, "lan1")) {
-        report.add(Finding::Ignored, lineOf(other),
-                   formatted("another <lan1>: only the one on line %ld counts", lineOf(port)));
-    }
+    forEachElement(root, "lan1", [&](const xmlNode* other) {
+        if (other != port) {
+            report.add(Finding::Ignored, lineOf(other),
+                       "another <lan1>: only the one on line %ld counts", lineOf(port));
+        }
+    });
 }
 
 ConfigReport checkSysConfig() {
@@ -251,15 +254,15 @@ std::optional<std::string> checkLastElement(ConfigReport& report, const xmlNode*
             return;
         }
         if (last) {
-            report.add(Finding::Ignored, line,
-                       formatted("this <%s>: the one on line %ld counts", name, lineOf(element)));
+            report.add(Finding::Ignored, line, "this <%s>: the one on line %ld counts", name,
+                       lineOf(element));
         }
         last = text;
         line = lineOf(element);
     });
     if (findElement(root->children, name) == nullptr) {
-        report.add(Finding::Missing, lineOf(root),
-                   formatted("<snConfig> has no element \"%s\": %s", name, consequence));
+        report.add(Finding::Missing, lineOf(root), "<snConfig> has no element \"%s\": %s", name,
+                   consequence);
     }
     return last;
 }
@@ -285,24 +288,14 @@ ConfigReport checkSnConfig() {
         const auto model =
             checkLastElement(report, root, "model", "the modem is asked nothing", line);
         if (model && model->size() > serialLength) {
-            report.add(Finding::Cut, line,
-                       formatted("model has %zu characters, the first %zu are kept", model->size(),
-                                 serialLength));
+            report.add(Finding::Cut, line, "model has %zu characters, the first %zu are kept",
+                       model->size(), serialLength);
         }
     });
     return report;
 }
 
 // --- main-version.conf ---------------------------------------------------------------------
-
-// The first line of a file, of a long one its beginning.
-std::string firstLine(const char* path) {
-    std::string line(lineLimit, '\0');
-    std::ifstream file(path);
-    file.read(line.data(), static_cast<std::streamsize>(line.size()));
-    line.resize(static_cast<std::size_t>(file.gcount()));
-    return line.substr(0, line.find('\n'));
-}
 
 ConfigReport checkVersion() {
     ConfigReport report{versionPath, {}, {}};
@@ -315,7 +308,7 @@ ConfigReport checkVersion() {
 
     std::string line = firstLine(versionPath);
     if (line.size() == lineLimit) {
-        report.add(Finding::Cut, 1, formatted("only %zu characters are looked at", lineLimit));
+        report.add(Finding::Cut, 1, "only %zu characters are looked at", lineLimit);
     }
     if (!line.empty() && line.back() == '\r') {
         line.pop_back();
@@ -325,8 +318,7 @@ ConfigReport checkVersion() {
         return report;
     }
     if (const std::size_t zero = line.find('\0'); zero != std::string::npos) {
-        report.add(Finding::Cut, 1,
-                   formatted("a zero byte ends the version after %zu characters", zero));
+        report.add(Finding::Cut, 1, "a zero byte ends the version after %zu characters", zero);
         line.resize(zero);
     }
     checkShownText(report, 1, "the version", line, versionLength);
@@ -370,7 +362,7 @@ void checkAbsentSettings(ConfigReport& report, const xmlNode* channel) {
         });
         if (!given) {
             report.add(Finding::Missing, lineOf(channel),
-                       formatted("the channel has no \"%s\": it reads as 0", name));
+                       "the channel has no \"%s\": it reads as 0", name);
         }
     }
 }
@@ -411,25 +403,23 @@ void checkChannel(ConfigReport& report, const xmlNode* channel, std::map<int, lo
     const long line = lineOf(channel);
     findMiswrittenElements(report, channel, "CommMode");
     if (findElement(channel->children, "CommMode") == nullptr) {
-        report.add(Finding::Missing, line,
-                   formatted("channel %d has no <CommMode>: it is not shown", number));
+        report.add(Finding::Missing, line, "channel %d has no <CommMode>: it is not shown", number);
         return;
     }
     switch (checkModes(report, channel)) {
     case Taken::OtherMode:
-        report.add(Finding::Note, line,
-                   formatted("channel %d is in another mode than 0: it is not shown", number));
+        report.add(Finding::Note, line, "channel %d is in another mode than 0: it is not shown",
+                   number);
         return;
     case Taken::NoMode:
-        report.add(Finding::Missing, line,
-                   formatted("channel %d has no \"Mode\": it is not shown", number));
+        report.add(Finding::Missing, line, "channel %d has no \"Mode\": it is not shown", number);
         return;
     case Taken::Yes:
         break;
     }
     if (const auto earlier = lines.find(number); earlier != lines.end()) {
-        report.add(Finding::Ignored, earlier->second,
-                   formatted("this channel %d: the one on line %ld counts", number, line));
+        report.add(Finding::Ignored, earlier->second, "this channel %d: the one on line %ld counts",
+                   number, line);
     }
     lines[number] = line;
     checkAbsentSettings(report, channel);
@@ -446,13 +436,13 @@ void checkReach(ConfigReport& report, const std::map<int, long>& lines) {
     for (const auto& [number, line] : lines) {
         if (first == noChannel) {
             report.add(Finding::Wrong, line,
-                       formatted("channel %d: a smallest channel of %d counts as none, so no "
-                                 "channel is shown",
-                                 number, noChannel));
+                       "channel %d: a smallest channel of %d counts as none, so no "
+                       "channel is shown",
+                       number, noChannel);
         } else if (number != first && number > lastReachedChannel) {
             report.add(Finding::Wrong, line,
-                       formatted("channel %d is not shown: the button steps to channels up to %d",
-                                 number, lastReachedChannel));
+                       "channel %d is not shown: the button steps to channels up to %d", number,
+                       lastReachedChannel);
         }
     }
 }

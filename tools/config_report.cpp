@@ -1,9 +1,11 @@
 #include "tools/config_report.h"
 
 #include "tools/panel_text.h"
+#include "tools/visible_text.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdlib>
 
 namespace {
@@ -13,6 +15,13 @@ constexpr int borderedWidth = 126; // pixels between the borders of the panel
 constexpr const char* kindNames[] = {"cut", "ignored", "missing", "wrong", "note"};
 
 } // namespace
+
+void ctl::ConfigReport::add(Finding::Kind kind, long line, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    findings.push_back({kind, line, formattedList(format, arguments)});
+    va_end(arguments);
+}
 
 bool ctl::ConfigReport::isFine() const {
     return std::all_of(findings.begin(), findings.end(),
@@ -27,41 +36,40 @@ std::string ctl::describe(const ConfigReport& report, const Finding& finding) {
 void ctl::checkNumber(ConfigReport& report, long line, const char* name, std::string_view text,
                       long lowest, long highest, long reads) {
     const std::string copy(text);
+    const char* fault = "";
     char* end = nullptr;
     errno = 0;
     const long long number = std::strtoll(copy.c_str(), &end, 10);
-    std::string fault;
     if (end == copy.c_str()) {
         fault = "is not a number";
     } else if (*end != '\0') {
         fault = "goes on behind the number";
     } else if (errno == ERANGE || number < lowest || number > highest) {
-        fault = "is not within " + std::to_string(lowest) + " to " + std::to_string(highest);
+        report.add(Finding::Wrong, line, "%s \"%s\" is not within %ld to %ld: it reads as %ld",
+                   name, copy.c_str(), lowest, highest, reads);
+        return;
     } else {
         return;
     }
-    report.add(Finding::Wrong, line,
-               std::string(name) + " \"" + copy + "\" " + fault + ": it reads as " +
-                   std::to_string(reads));
+    report.add(Finding::Wrong, line, "%s \"%s\" %s: it reads as %ld", name, copy.c_str(), fault,
+               reads);
 }
 
 void ctl::checkShownText(ConfigReport& report, long line, const char* name, const std::string& text,
                          std::size_t kept) {
     if (text.size() > kept) {
-        report.add(Finding::Cut, line,
-                   std::string(name) + " has " + std::to_string(text.size()) +
-                       " characters, the first " + std::to_string(kept) + " are kept");
+        report.add(Finding::Cut, line, "%s has %zu characters, the first %zu are kept", name,
+                   text.size(), kept);
     }
     const std::string stored = text.substr(0, kept);
     if (const auto missing = missingCharacters(stored); !missing.empty()) {
-        report.add(Finding::Cut, line,
-                   std::string(name) + " loses " + quotedList(missing) +
-                       ": the panel's font lacks " + (missing.size() == 1 ? "it" : "them"));
+        report.add(Finding::Cut, line, "%s loses %s: the panel's font lacks %s", name,
+                   quotedList(missing).c_str(), missing.size() == 1 ? "it" : "them");
     }
     if (const int width = textWidth(stored); width > borderedWidth) {
         report.add(Finding::Cut, line,
-                   std::string(name) + " is " + std::to_string(width) +
-                       " pixels wide and the panel has " + std::to_string(borderedWidth) +
-                       " between its borders: both ends run over");
+                   "%s is %d pixels wide and the panel has %d between its borders: both ends run "
+                   "over",
+                   name, width, borderedWidth);
     }
 }

@@ -33,9 +33,7 @@ struct ConfigReport {
     std::vector<ConfigValue> values;
     std::vector<Finding> findings;
 
-    void add(Finding::Kind kind, long line, std::string text) {
-        findings.push_back({kind, line, std::move(text)});
-    }
+    [[gnu::format(printf, 4, 5)]] void add(Finding::Kind kind, long line, const char* format, ...);
     // False when anything but notes was found.
     bool isFine() const;
 };

@@ -148,28 +148,19 @@ int run(int argc, char** argv) {
     return modemCommand->parsed() ? modem(modemOptions) : statusUsage;
 }
 
-std::string visibleLine(const char* format, std::va_list arguments) {
-    std::va_list again;
-    va_copy(again, arguments);
-    std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
-    va_end(again);
-    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-    return visible(text);
-}
-
 } // namespace
 
 void ctl::tell(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    std::puts(visibleLine(format, arguments).c_str());
+    std::puts(visible(formattedList(format, arguments)).c_str());
     va_end(arguments);
 }
 
 void ctl::complain(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    std::fprintf(stderr, "panelctl: %s\n", visibleLine(format, arguments).c_str());
+    std::fprintf(stderr, "panelctl: %s\n", visible(formattedList(format, arguments)).c_str());
     va_end(arguments);
 }
 

@@ -93,3 +93,20 @@ std::string ctl::hexadecimal(std::string_view bytes) {
 std::size_t ctl::characterSize(std::string_view utf8) {
     return decode(utf8).size;
 }
+
+std::string ctl::formattedList(const char* format, std::va_list arguments) {
+    std::va_list again;
+    va_copy(again, arguments);
+    std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
+    va_end(again);
+    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+    return text;
+}
+
+std::string ctl::formatted(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::string text = formattedList(format, arguments);
+    va_end(arguments);
+    return text;
+}

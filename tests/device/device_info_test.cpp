@@ -5,9 +5,9 @@
 #include "tests/modem/modem_status_text.h"
 #include "tests/support/gateway_test.h"
 
-#include <arpa/inet.h>
 #include <cstring>
 #include <ctime>
+#include <sys/socket.h>
 
 namespace {
 
@@ -30,43 +30,29 @@ TEST_F(DeviceInfoTest, UnknownHeightCountsAsTheLargePanel) {
 
 // --- Network ------------------------------------------------------------------
 
-sim::InterfaceEntry entry(const char* name, const char* address, const char* netmask = "9.9.9.9",
-                          std::uint16_t family = AF_INET) {
-    sim::InterfaceEntry result{};
-    std::snprintf(result.name, sizeof result.name, "%s", name);
-    result.present = 1;
-    result.family = family;
-    result.hasAddress = address != nullptr ? 1 : 0;
-    result.hasNetmask = netmask != nullptr ? 1 : 0;
-    inet_pton(AF_INET, address != nullptr ? address : "0.0.0.0", result.address);
-    inet_pton(AF_INET, netmask != nullptr ? netmask : "0.0.0.0", result.netmask);
-    return result;
-}
-
 TEST_F(DeviceInfoTest, AddressOfAnInterfaceIsItsFirstInTheList) {
-    const char* longest = "255.255.255.255";
-    const sim::InterfaceEntry plain = entry("eth0", "1.1.1.1", "255.0.0.0");
-    const sim::InterfaceEntry link = entry("eth0", "9.9.9.9", "9.9.9.9", AF_PACKET);
-    const struct {
-        std::vector<sim::InterfaceEntry> list;
-        std::string address;
-        std::string netmask;
-    } cases[] = {
-        {{}, "N/A", "N/A"},
-        {{entry("lo", "9.9.9.9"), entry("eth0", longest, longest), plain}, longest, longest},
-        {{link, entry("eth0", nullptr), plain}, "1.1.1.1", "255.0.0.0"},
-        {{entry("eth0:1", "9.9.9.9"), entry("eth", "9.9.9.9")}, "N/A", "N/A"},
-        {{entry("eth0", "2.2.2.2", nullptr), plain}, "2.2.2.2", "N/A"},
-    };
-    for (const auto& one : cases) {
-        gateway.setInterfaceEntries(one.list);
+    constexpr std::uint16_t other = AF_PACKET;
+    constexpr std::uint8_t top = 255;
+    const auto read = [&](const std::vector<sim::InterfaceEntry>& list) {
+        gateway.setInterfaceEntries(list);
         InterfaceAddress pair;
         std::memset(&pair, 'x', sizeof pair);
-        EXPECT_EQ(readInterfaceAddress("eth0", pair), one.address == "N/A" ? -1 : 0);
-        EXPECT_EQ(pair.address, one.address);
-        EXPECT_EQ(pair.netmask, one.netmask);
+        const int result = readInterfaceAddress("eth0", pair);
         EXPECT_EQ(pair.address[15] + pair.netmask[15], 0); // cleared to the end
-    }
+        return std::to_string(result) + " " + pair.address + " " + pair.netmask;
+    };
+    // Name, present, address and netmask present, family, address, netmask, flags.
+    EXPECT_EQ(read({{"lo", 1, 1, 1, AF_INET, {9, 9, 9, 9}, {9, 9, 9, 9}, 0},
+                    {"eth0", 1, 1, 1, other, {9, 9, 9, 9}, {9, 9, 9, 9}, 0},
+                    {"eth0", 1, 0, 1, AF_INET, {9, 9, 9, 9}, {9, 9, 9, 9}, 0},
+                    {"eth0:1", 1, 1, 1, AF_INET, {9, 9, 9, 9}, {9, 9, 9, 9}, 0},
+                    {"eth", 1, 1, 1, AF_INET, {9, 9, 9, 9}, {9, 9, 9, 9}, 0},
+                    {"eth0", 1, 1, 1, AF_INET, {top, top, top, top}, {top, top, 254, 100}, 0},
+                    {"eth0", 1, 1, 1, AF_INET, {9, 9, 9, 9}, {9, 9, 9, 9}, 0}}),
+              "0 255.255.255.255 255.255.254.100");
+    EXPECT_EQ(read({{"eth0", 1, 1, 0, AF_INET, {2, 2, 2, 2}, {}, 0}}), "0 2.2.2.2 N/A");
+    EXPECT_EQ(read({{"eth0:1", 1, 1, 1, AF_INET, {9, 9, 9, 9}, {9, 9, 9, 9}, 0}}), "-1 N/A N/A");
+    EXPECT_EQ(read({}), "-1 N/A N/A");
     EXPECT_EQ(gateway.calls(sim::Call::FreeIfAddrs), gateway.calls(sim::Call::GetIfAddrs));
 }
 
@@ -94,23 +80,6 @@ TEST_F(DeviceInfoTest, PortsAskTheirInterfacesAnew) {
 
 // --- TF card ------------------------------------------------------------------
 
-TEST(Capacity, DividesTheBlocksFirstAndWrapsAt32Bits) {
-    const struct {
-        std::uint32_t blocks, blockSize, megabytes;
-    } cases[] = {
-        {1946375, 4096, 7600},
-        {3072, 512, 2},
-        {1024, 511, 0},
-        {(1U << 30) - 1024, 4096, 4194300},
-        {1U << 30, 4096, 0},         // 4 TiB
-        {1024, 0xffffffff, 4194304}, // rounded up behind the 32 bits
-    };
-    for (const auto& one : cases) {
-        EXPECT_EQ(capacityMb(one.blocks, one.blockSize), one.megabytes)
-            << one.blocks << " of " << one.blockSize;
-    }
-}
-
 TEST_F(DeviceInfoTest, CardFiguresAreReadAnewAndZeroWithoutACard) {
     const auto read = [] {
         const TfCardFigures* figures = nullptr;
@@ -120,17 +89,27 @@ TEST_F(DeviceInfoTest, CardFiguresAreReadAnewAndZeroWithoutACard) {
         return std::to_string(result) + " " + std::to_string(figures->tfFreeMb) + " " +
                std::to_string(figures->tfTotalMb) + " " + printed;
     };
-    // Blocks available to everyone count as free, not those kept for the superuser.
-    gateway.setTfFigures({4096, 1946375, 999'999, 512'000});
-    EXPECT_EQ(read(), "0 2000 7600 ");
+    constexpr std::uint64_t terabytes4 = std::uint64_t{1} << 30; // in blocks of 4096
+    const std::pair<sim::TfFigures, const char*> cases[] = {
+        // Blocks available to everyone count as free, not those kept for the superuser.
+        {{4096, 1946375, 999'999, 512'000}, "0 2000 7600 "},
+        // The blocks are divided first, in 32 bits.
+        {{512, 3072, 0, 1023}, "0 0 2 "},
+        {{511, 1024, 0, 2048}, "0 1 0 "},
+        {{4096, terabytes4 - 1024, 0, terabytes4}, "0 0 4194300 "},
+        {{0xffffffff, 1024, 0, 0}, "0 0 4194304 "}, // rounded up behind the 32 bits
+    };
+    for (const auto& [figures, shown] : cases) {
+        gateway.setTfFigures(figures);
+        EXPECT_EQ(read(), shown);
+    }
+    gateway.failCall(sim::Call::Statfs, EIO, 1);
+    EXPECT_EQ(read(), "-1 0 0 can not get tf card info\n");
+    EXPECT_EQ(read(), "0 0 4194304 ");
     gateway.setTfMounted(false);
     EXPECT_EQ(read(), "-1 0 0 can not get tf card info\n");
     gateway.setTfCard(false);
     EXPECT_EQ(read(), "-1 0 0 can not find tf card\n");
-    gateway.setTfCard(true);
-    gateway.failCall(sim::Call::Statfs, EIO, 1);
-    EXPECT_EQ(read(), "-1 0 0 can not get tf card info\n");
-    EXPECT_EQ(read(), "0 2000 7600 ");
 }
 
 // --- Modem --------------------------------------------------------------------
@@ -140,18 +119,18 @@ TEST_F(DeviceInfoTest, ModemIsAskedInTheWayOfTheModelLastRead) {
     const auto ask = [] {
         const ModemStatus* status = nullptr;
         outputOf([&] { DeviceInfo::instance()->getModemStatus(&status); });
-        return *status;
+        return textOf(*status);
     };
-    EXPECT_EQ(ask(), ModemStatus{});
+    EXPECT_EQ(ask(), "0 0 0 0 0");
     EXPECT_EQ(gateway.sentToModem(), "");
     EXPECT_EQ(gateway.calls(sim::Call::Open, sim::Path::ModemPort), 1U);
     gateway.writeSnXml("S", "GW");
-    EXPECT_EQ(ask(), ModemStatus{}); // the model has not been read yet
+    EXPECT_EQ(ask(), "0 0 0 0 0"); // the model has not been read yet
     DeviceInfo::instance()->seriesNumber();
-    EXPECT_EQ(ask(), (ModemStatus{1, 1, 20, 3, 2}));
+    EXPECT_EQ(ask(), "1 1 20 3 2");
     EXPECT_EQ(gateway.calls(sim::Call::Close, sim::Path::ModemPort), 3U);
     gateway.setModemPresent(false);
-    EXPECT_EQ(ask(), ModemStatus{});
+    EXPECT_EQ(ask(), "0 0 0 0 0");
 }
 
 TEST_F(DeviceInfoTest, ALineThatTakesNoOutputIsGivenUpAfterTenSeconds) {
@@ -162,7 +141,7 @@ TEST_F(DeviceInfoTest, ALineThatTakesNoOutputIsGivenUpAfterTenSeconds) {
     const ModemStatus* status = nullptr;
     DeviceInfo::instance()->getModemStatus(&status);
     EXPECT_NEAR(static_cast<double>(std::time(nullptr) - start), 10, 1);
-    EXPECT_EQ(*status, (ModemStatus{0, 0, -1, 0, 0}));
+    EXPECT_EQ(textOf(*status), "0 0 -1 0 0");
     EXPECT_EQ(gateway.calls(sim::Call::Write, sim::Path::ModemPort), 1U); // no other command
     EXPECT_EQ(gateway.calls(sim::Call::Close, sim::Path::ModemPort), 1U);
     closeModemPort(line);

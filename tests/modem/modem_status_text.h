@@ -1,18 +1,14 @@
 #pragma once
 
-// Comparison and display of modem status records in tests.
+// A modem status record as tests expect it.
 
 #include "modem/modem_status.h"
 
-#include <ostream>
+#include <string>
 
-inline bool operator==(const ModemStatus& a, const ModemStatus& b) {
-    return a.simReady == b.simReady && a.registered == b.registered && a.csq == b.csq &&
-           a.signalLevel == b.signalLevel && a.networkType == b.networkType;
-}
-
-inline std::ostream& operator<<(std::ostream& out, const ModemStatus& status) {
-    return out << "sim " << int{status.simReady} << " registered " << int{status.registered}
-               << " csq " << status.csq << " level " << status.signalLevel << " network "
-               << status.networkType;
+// "SIM registered csq bars network", as "1 1 20 3 8".
+inline std::string textOf(const ModemStatus& status) {
+    return std::to_string(status.simReady) + " " + std::to_string(status.registered) + " " +
+           std::to_string(status.csq) + " " + std::to_string(status.signalLevel) + " " +
+           std::to_string(status.networkType);
 }

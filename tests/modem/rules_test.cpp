@@ -65,36 +65,52 @@ TEST(Transaction, ResultOfEachSequenceOfChunks) {
     }
 }
 
-ModemStatus query(std::uint8_t kind, int fd) {
+std::string query(std::uint8_t kind, int fd) {
     ModemStatus status{};
     queryModemStatus(kind, fd, &status);
-    return status;
+    return textOf(status);
 }
 
-TEST(StepwiseDialogue, MakerIsLookedForInTwentyChunksOf512Bytes) {
+TEST(Dialogue, CollectsSoManyChunksOfAnAnswerAndSoManyBytes) {
+    // The maker's answer: 20 chunks, 512 bytes.
+    const auto maker = [](std::size_t count, std::size_t bytes) {
+        std::vector<std::string> chunks = {"OK", "+CREG: 0,1", "+CSQ: 20,99"};
+        chunks.insert(chunks.end(), count, padded(bytes, ""));
+        chunks.insert(chunks.end(), {"SIMCOM and more", "+CNSMOD: 0,8"});
+        return chunks;
+    };
+    const std::string s300 = padded(300, "");
     const struct {
         std::vector<std::string> chunks;
-        std::int32_t networkType;
+        const char* status;
+        int left; // chunks
+        std::uint8_t kind;
     } cases[] = {
-        {std::vector<std::string>(19, "."), 8},
-        {std::vector<std::string>(20, "."), 0},
-        {{padded(506, "")}, 8}, // the maker's name fills the rest
-        {{padded(507, "")}, 0},
+        {maker(19, 1), "1 1 20 3 8", 0, modelStepwise},
+        {maker(20, 1), "1 1 20 3 0", 2, modelStepwise},
+        {maker(1, 506), "1 1 20 3 8", 0, modelStepwise}, // the maker's name fills the rest
+        {maker(1, 507), "1 1 20 3 0", 1, modelStepwise},
+        // The combined answer: 10 chunks, 511 bytes.
+        {{padded(510, "+CSQ: 1"), "23456", "7"}, "0 0 12 2 2", 1, modelCombined},
+        {{padded(511, "+CSQ: 1"), "2"}, "0 0 1 1 2", 1, modelCombined},
+        {{s300, s300 + "+CSQ: 1", "2"}, "0 0 0 1 2", 1, modelCombined},
+        {{s300, padded(211, "+CSQ: 1") + "2", "3"}, "0 0 1 1 2", 1, modelCombined},
+        {{"+CSQ: 1", "2", end, "3"}, "0 0 12 2 2", 1, modelCombined},
+        {{"+CSQ: ", "0", "0", "0", "0", "0", "0", "0", "1", "2", "3"},
+         "0 0 12 2 2",
+         1,
+         modelCombined},
     };
     for (const auto& one : cases) {
-        ScriptedPort port({"OK", "+CREG: 0,1", "+CSQ: 20,99"});
-        for (const std::string& chunk : one.chunks) {
-            port.add(chunk);
-        }
-        port.add("SIMCOM and more");
-        port.add("+CNSMOD: 0,8"); // not taken for a part of the maker's answer
-        EXPECT_EQ(query(modelStepwise, port.fd()).networkType, one.networkType);
+        ScriptedPort port(one.chunks);
+        EXPECT_EQ(query(one.kind, port.fd()), one.status);
+        EXPECT_EQ(port.chunksLeft(), one.left);
     }
 }
 
 // Nobody listens where this port writes to, so the first read behind every command fails; one
 // answer has come before.
-TEST(StepwiseDialogue, AFailedReadDoesNotEndTheMakersAnswer) {
+TEST(Dialogue, AFailedReadDoesNotEndTheMakersAnswer) {
     const int port = socket(AF_INET, SOCK_DGRAM, 0);
     const int peer = socket(AF_INET, SOCK_DGRAM, 0);
     for (const auto& [from, to] : {std::pair(peer, port), std::pair(port, peer)}) {
@@ -102,83 +118,63 @@ TEST(StepwiseDialogue, AFailedReadDoesNotEndTheMakersAnswer) {
         socklen_t size = sizeof address;
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        bind(to, reinterpret_cast<sockaddr*>(&address), size); // fails for the bound one
+        static_cast<void>(
+            bind(to, reinterpret_cast<sockaddr*>(&address), size)); // fails for the bound one
         getsockname(to, reinterpret_cast<sockaddr*>(&address), &size);
         ASSERT_EQ(connect(from, reinterpret_cast<sockaddr*>(&address), size), 0);
     }
     ASSERT_EQ(send(peer, "SIMCOM", 6, 0), 6);
     close(peer);
     // No other transaction survives a failed read. The mode query is made, though: -1, not 0.
-    EXPECT_EQ(query(modelStepwise, port), (ModemStatus{0, 0, -1, 0, -1}));
+    EXPECT_EQ(query(modelStepwise, port), "0 0 -1 0 -1");
     close(port);
 }
 
-TEST(CombinedDialogue, CollectsExactly511BytesInAtMostTenChunks) {
-    const struct {
-        std::vector<std::string> chunks;
-        std::int32_t csq;
-        int left;
-    } cases[] = {
-        {{padded(510, "+CSQ: 1"), "23456", "7"}, 12, 1}, // 510 bytes: there may be more
-        {{padded(511, "+CSQ: 1"), "2"}, 1, 1},           // 511 bytes: full
-        {{padded(300, ""), padded(300, "") + "+CSQ: 1", "2"}, 0, 1},
-        {{padded(300, ""), padded(211, "+CSQ: 1") + "2", "3"}, 1, 1},
-        {{"+CSQ: 1", "2", end, "3"}, 12, 1},
-        {{"+CSQ: ", "0", "0", "0", "0", "0", "0", "1", "2", "3", "4", "5"}, 123, 2},
-    };
-    for (const auto& one : cases) {
-        ScriptedPort port(one.chunks);
-        EXPECT_EQ(query(modelCombined, port.fd()).csq, one.csq);
-        EXPECT_EQ(port.chunksLeft(), one.left);
-    }
+std::string parsed(const std::string& text) {
+    ModemStatus status{};
+    parseCombinedReply(text.c_str(), &status);
+    return textOf(status);
 }
 
 TEST(CombinedReply, IsReadByWhatItsAnswersName) {
     const struct {
         std::string text; // a '/' stands for a line end
-        ModemStatus status;
+        const char* status;
     } cases[] = {
         {"at+cpin?/at+creg?/at+csq/+CPIN: READY/OK/+CREG: 1/+CREG: 0,5/OK/+CSQ: 9,99/OK/",
-         {1, 1, 9, 1, 0}},
-        {"+CPIN: READY/OK/ERROR/+CSQ: 25,99/OK/", {1, 0, 25, 4, 0}},
-        {"", {0, 0, 0, 1, 0}},
+         "1 1 9 1 0"},
+        {"+CPIN: READY/OK/ERROR/+CSQ: 25,99/OK/", "1 0 25 4 0"},
+        {"", "0 0 0 1 0"},
         // The OK of a later answer is not the SIM's.
-        {"+CME ERROR: 10/OK/+CREG: 0,1/OK/+CSQ: 20,99/OK/", {0, 1, 20, 3, 0}},
-        {"/+CREG: 0,1/OK/+CSQ: 20,99/OK/", {0, 1, 20, 3, 0}},
+        {"+CME ERROR: 10/OK/+CREG: 0,1/OK/+CSQ: 20,99/OK/", "0 1 20 3 0"},
+        {"/+CREG: 0,1/OK/+CSQ: 20,99/OK/", "0 1 20 3 0"},
         // The last signal counts, without and behind a registration.
-        {"+CSQ: 1,99/+CSQ: 2,99/+CREG: 0,1/+CSQ: 3,99/+CSQ: 12,99/", {0, 1, 12, 2, 0}},
-        {"OK/+CSQ: 1,99/+CSQ: 12,99/", {1, 0, 12, 2, 0}},
+        {"+CSQ: 1,99/+CSQ: 2,99/+CREG: 0,1/+CSQ: 3,99/+CSQ: 12,99/", "0 1 12 2 0"},
+        {"OK/+CSQ: 1,99/+CSQ: 12,99/", "1 0 12 2 0"},
         // Divided, but not in the expected form.
-        {"/+CREG: \t0 ,\t1/OK/+CREG: 0,2/+CSQ: 5,99", {0, 0, 5, 1, 0}},
-        {"/+CREG:0,1/OK/", {0, 0, 0, 1, 0}},
+        {"/+CREG: \t0 ,\t1/OK/+CREG: 0,2/+CSQ: 5,99", "0 0 5 1 0"},
+        {"/+CREG:0,1/OK/", "0 0 0 1 0"},
         // An answer begins with two numbers; what does not is part of the SIM's.
-        {"/+CREG: ,1/+CREG: 0,/+CREG: 1/OK/+CREG: 0,5", {1, 1, 0, 1, 0}},
-        {"OK/+CREG: 0,2/+CSQ: 20,99/+CREG: 0,1/", {1, 0, 20, 3, 0}},
-        {"OK/+CREG: 2,1/+CREG: 0,1/+CSQ: ,99", {1, 1, 0, 1, 0}},
-        {"OK/+CSQ: 000000000000123,99/", {1, 0, 12, 2, 0}}, // cut to fifteen characters
-        // Where the bars change.
-        {"+CSQ: 0,99", {0, 0, 0, 1, 0}},
-        {"+CSQ: 10,99", {0, 0, 10, 2, 0}},
-        {"+CSQ: 17,99", {0, 0, 17, 2, 0}},
-        {"+CSQ: 18,99", {0, 0, 18, 3, 0}},
-        {"+CSQ: 24,99", {0, 0, 24, 3, 0}},
-        {"+CSQ: 32,99", {0, 0, 32, 4, 0}},
-        {"+CSQ: 33,99", {0, 0, 33, 0, 0}},
-        {"+CSQ: 99,99", {0, 0, 99, 0, 0}},
-        {"+CSQ: -2,99", {0, 0, -2, 0, 0}},
+        {"/+CREG: ,1/+CREG: 0,/+CREG: 1/OK/+CREG: 0,5", "1 1 0 1 0"},
+        {"OK/+CREG: 0,2/+CSQ: 20,99/+CREG: 0,1/", "1 0 20 3 0"},
+        {"OK/+CREG: 2,1/+CREG: 0,1/+CSQ: ,99", "1 1 0 1 0"},
+        {"OK/+CSQ: 000000000000123,99/", "1 0 12 2 0"}, // cut to fifteen characters
     };
     for (auto one : cases) {
         for (std::size_t at; (at = one.text.find('/')) != std::string::npos;) {
             one.text.replace(at, 1, "\r\n");
         }
-        ModemStatus status{};
-        parseCombinedReply(one.text.c_str(), &status);
-        EXPECT_EQ(status, one.status) << one.text;
+        EXPECT_EQ(parsed(one.text), one.status) << one.text;
     }
+    std::string bars; // where they change: csq from -2 to 34
+    for (int csq = -2; csq < 35; ++csq) {
+        bars += parsed("+CSQ: " + std::to_string(csq) + ",99").rbegin()[2];
+    }
+    EXPECT_EQ(bars, "0011111111112222222233333334444444400");
     ModemStatus status{1, 1, 7, 3, 2};
     parseCombinedReply(nullptr, &status);
     parseCombinedReply("+CSQ: 1,1", nullptr);
-    EXPECT_EQ(status, (ModemStatus{1, 1, 7, 3, 2}));
+    EXPECT_EQ(textOf(status), "1 1 7 3 2");
 }
 
 } // namespace

@@ -1,10 +1,7 @@
 // panelctl shot and press, and the command line as a whole.
 
-#include "picture/cells.h"
 #include "picture/image.h"
-#include "sim/panel_process.h"
-#include "tests/support/golden.h"
-#include "tests/tools/tool_process.h"
+#include "tests/tools/session.h"
 
 #include <algorithm>
 #include <csignal>
@@ -12,188 +9,99 @@
 
 namespace {
 
-using testing::_;
-
-picture::Bitmap pictureOf(const sim::Gateway& gateway) {
-    const auto [width, height, bits] = gateway.panel();
-    return picture::Bitmap::fromVideoMemory(gateway.picture(), static_cast<int>(width),
-                                            static_cast<int>(height));
-}
-
-std::string cellsOf(const picture::Bitmap& bitmap, picture::CellKind kind) {
-    std::string text;
-    for (const std::string& row : picture::renderCells(bitmap, kind)) {
-        text += row + "\n";
-    }
-    return text;
-}
-
-TEST(Shot, ShowsWhatTheDaemonHasDrawnAndLeavesItAlone) {
-    for (const sim::Panel& size : {sim::panel64, sim::panel32}) {
-        sim::Gateway gateway(size);
-        {
-            sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
-            ASSERT_EQ(panel.settle(), sim::PanelProcess::Wait::Settled);
-        }
-        const picture::Bitmap drawn = pictureOf(gateway);
-        ASSERT_GT(drawn.litCount(), 300U);
-
-        const std::string file = gateway.folder() + "/shot.png";
-        const auto braille = cellsOf(drawn, picture::CellKind::Braille);
-        expectOutcome(gateway, "shot", 0, cellsOf(drawn, picture::CellKind::HalfBlocks), _);
-        expectOutcome(gateway, "shot --cells braille", 0, braille, _);
-        expectOutcome(gateway, "shot --scale 3 " + file, 0, "", _);
-        EXPECT_EQ(picture::readPng(file), picture::panelImage(drawn, 3));
-        expectOutcome(gateway, "shot - --scale 3", 0, contentsOf(file), _);
-        EXPECT_EQ(pictureOf(gateway), drawn);
+TEST_F(Panelctl, ShotShowsWhatTheDaemonHasDrawnAndLeavesItAlone) {
+    gateway.setClockMode(sim::ClockMode::Virtual); // the clock shows the moment of its golden
+    for (const sim::Panel& panel : {sim::panel64, sim::panel32}) {
+        daemon.reset();
+        gateway.setPanel(panel);
+        startDaemon();
+        daemon.reset();
+        const std::vector<std::uint8_t> bytes = gateway.picture();
+        type("panelctl shot");
+        type("panelctl shot --cells braille");
+        type("panelctl shot --scale 3 a.png; panelctl shot - --scale 3 | cmp - a.png");
+        const auto [width, height, bits] = panel;
+        const auto drawn = picture::Bitmap::fromVideoMemory(bytes, static_cast<int>(width),
+                                                            static_cast<int>(height));
+        EXPECT_EQ(picture::readPng(folder / "a.png"), picture::panelImage(drawn, 3));
+        EXPECT_EQ(gateway.picture(), bytes);
         EXPECT_TRUE(gateway.canaryIntact());
     }
+    expectText("shot");
 }
 
-TEST(Shot, FitsTheTerminal) {
-    const struct {
-        sim::Panel panel;
-        const char* size;
-        picture::CellKind kind;
-    } cases[] = {
-        {sim::panel64, "rows 24 columns 80", picture::CellKind::Braille},
-        {sim::panel64, "rows 33 columns 200", picture::CellKind::Braille},
-        {sim::panel64, "rows 34 columns 128", picture::CellKind::HalfBlocks},
-        {sim::panel64, "rows 34 columns 127", picture::CellKind::Quadrants},
-        {sim::panel32, "rows 24 columns 80", picture::CellKind::Quadrants},
+TEST_F(Panelctl, ShotFitsTheTerminal) {
+    const std::pair<sim::Panel, const char*> cases[] = {
+        {sim::panel64, "rows 24 columns 80"},  {sim::panel64, "rows 33 columns 200"},
+        {sim::panel64, "rows 34 columns 128"}, {sim::panel64, "rows 34 columns 127"},
+        {sim::panel32, "rows 24 columns 80"},
     };
-    for (const auto& c : cases) {
-        sim::Gateway gateway(c.panel);
+    for (const auto& [panel, size] : cases) {
+        gateway.setPanel(panel);
         gateway.fillPicture(0x35);
-        const std::string file = gateway.folder() + "/script";
-        std::ofstream(file) << "stty " << c.size << "\n"
-                            << commandOf(gateway, "shot") << " 2>" << file << ".err\n";
-        std::system(("script -qec 'sh " + file + "' /dev/null > " + file + ".out").c_str());
-        EXPECT_EQ(replaced(contentsOf(file + ".out"), "\r", ""),
-                  cellsOf(pictureOf(gateway), c.kind))
-            << c.size;
+        type("script -qec 'stty "s + size + "; panelctl shot 2> seen' /dev/null | tr -d '\\r'");
     }
+    expectText("shot-sizes");
 }
 
-TEST(Shot, TellsThatThePanelIsDark) {
-    sim::Gateway gateway(sim::panel32);
-    sim::PanelProcess panel(gateway, PANELD_PROGRAM, PANELD_INTERPOSER);
-    ASSERT_EQ(panel.settle(), sim::PanelProcess::Wait::Settled);
-    EXPECT_EQ(panelctl(gateway, "shot").errors, "");
+TEST_F(Panelctl, ShotTellsThatThePanelIsDark) {
     gateway.setClockMode(sim::ClockMode::Virtual);
-    panel.advance(std::chrono::seconds{62});
-    EXPECT_THAT(panelctl(gateway, "shot").errors, HasSubstr("the backlight is off"));
+    startDaemon();
+    type("panelctl shot > /dev/null");
+    daemon->advance(std::chrono::seconds{62});
+    type("panelctl shot > /dev/null");
+    expectText("shot-dark");
 }
 
-TEST(Shot, WatchesUntilItIsEndedAndShowsEachChangeOnce) {
-    sim::Gateway gateway(sim::panel32);
-    const std::string file = gateway.folder() + "/watch";
+TEST_F(Panelctl, ShotWatchesUntilItIsEndedAndShowsEachChangeOnce) {
     const auto waitForLines = [&](std::ptrdiff_t count) {
-        std::string text;
-        while (std::count(text.begin(), text.end(), '\n') < count) {
+        std::string lines;
+        while (std::count(lines.begin(), lines.end(), '\n') < count) {
             usleep(5000);
-            text = contentsOf(file);
+            lines = contentsOf(folder / "watch");
         }
-        return text;
+        return lines;
     };
+    gateway.setPanel(sim::panel32);
     gateway.fillPicture(0x0f);
-    const std::string first = cellsOf(pictureOf(gateway), picture::CellKind::HalfBlocks) + "\n";
-    const std::string watch = "(" + commandOf(gateway, "shot --watch") + " > " + file +
-                              " & echo $! > " + file + ".pid; wait $!; echo $? >> " + file + ") &";
-    ASSERT_EQ(std::system(watch.c_str()), 0);
+    type("(panelctl shot --watch > watch & echo $! > id; wait $!; echo $? >> watch) &");
     waitForLines(17);
     gateway.fillPicture(0xff);
-    const std::string second = cellsOf(pictureOf(gateway), picture::CellKind::HalfBlocks) + "\n";
     waitForLines(34);
-    kill(std::stoi(contentsOf(file + ".pid")), SIGTERM);
-    EXPECT_EQ(waitForLines(35), first + second + "0\n");
+    kill(std::stoi(contentsOf(folder / "id")), SIGTERM);
+    text += waitForLines(35);
+    expectText("shot-watch");
 }
 
-class RunningPanel : public testing::Test {
-  protected:
-    RunningPanel() {
-        gateway.setClockMode(sim::ClockMode::Real);
-        EXPECT_EQ(panel.settle(), sim::PanelProcess::Wait::Settled);
-    }
-    sim::Gateway gateway;
-    sim::PanelProcess panel{gateway, PANELD_PROGRAM, PANELD_INTERPOSER};
-};
-
-TEST_F(RunningPanel, IsPressedAndShowsWhatComes) {
-    for (const char* page : {"64/ethernet1-address", "64/ethernet1-netmask"}) {
-        const Outcome outcome = panelctl(gateway, "press --hold 1");
-        EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        EXPECT_TRUE(golden::matches(pictureOf(gateway), page));
-        EXPECT_EQ(outcome.output, cellsOf(pictureOf(gateway), picture::CellKind::HalfBlocks));
-    }
-    expectOutcome(gateway, "press --quiet", 0, "", "");
-    panel.settle();
-    EXPECT_TRUE(golden::matches(pictureOf(gateway), "64/ethernet2-address"));
+TEST_F(Panelctl, PressShowsWhatComes) {
+    startDaemon();
+    type("panelctl press --hold 1");
+    type("panelctl press --hold 1");
+    type("panelctl press --quiet");
+    daemon->settle();
+    type("panelctl shot");
     gateway.setButtonPresent(false);
-    expectOutcome(gateway, "press", 1, "", HasSubstr("no button on /dev/input/event0"));
+    type("panelctl press");
+    expectText("press");
 }
 
-TEST_F(RunningPanel, IsHeldUntilItReboots) {
-    EXPECT_EQ(panelctl(gateway, "press --hold 10 --reboot").status, 0);
-    EXPECT_TRUE(golden::matches(pictureOf(gateway), "64/reboot"));
+TEST_F(Panelctl, PressIsHeldUntilTheGatewayReboots) {
+    startDaemon();
+    type("panelctl press --hold 10 --reboot");
     EXPECT_EQ(gateway.popenCount(), 1U);
+    expectText("press-reboot");
 }
 
-TEST(CommandLine, TellsUsageAndFailureApart) {
-    const std::string largestType = std::to_string(std::numeric_limits<long>::max()) + "\n";
-    const struct {
-        const char* arguments;
-        int status;
-        Matcher<std::string> output;
-        Matcher<std::string> errors;
-    } cases[] = {
-        {"", 2, "", HasSubstr("takes 'shot', 'press', 'say'")},
-        {"dance", 2, "", HasSubstr("'dance' is not understood; panelctl takes 'shot', ")},
-        {"say --type 0 x", 2, "", "panelctl: --type: Value 0 not in range 1 to " + largestType},
-        {"say -x", 2, "", HasSubstr("-- before a TEXT that begins with -")},
-        {"shot --watch file.png", 2, "", HasSubstr("FILE excludes --watch")},
-        {"shot --scale 2", 2, "", HasSubstr("--scale requires FILE")},
-        {"modem --kind 3", 2, "", HasSubstr("range 1 to 2")},
-        {"press --hold 10", 2, "", HasSubstr("add --reboot")},
-        {"press --hold 9 --reboot", 2, "", HasSubstr("add --hold 10")},
-        {"say --help", 0, HasSubstr("TEXT"), ""},
-        {"shot /nowhere/shot.png", 1, "",
-         "panelctl: cannot write /nowhere/shot.png: No such file or directory\n"},
-    };
-    sim::Gateway gateway;
-    for (const auto& c : cases) {
-        expectOutcome(gateway, c.arguments, c.status, c.output, c.errors);
+TEST_F(Panelctl, CommandLineTellsUsageAndFailureApart) {
+    for (const char* arguments :
+         {"", "dance", "say --type 0 x", "say -x", "shot --watch file.png", "shot --scale 2",
+          "modem --kind 3", "press --hold 10", "press --hold 9 --reboot", "say --help",
+          "shot /nowhere/shot.png"}) {
+        type("panelctl "s + arguments);
     }
-    gateway.removeFile("/dev/fb0");
-    expectOutcome(gateway, "shot", 1, "",
-                  "panelctl: Error:can not open LCD FrameBuffer Device /dev/fb0\n");
-}
-
-// The words that bash offers behind "panelctl COMMAND --".
-std::set<std::string> completions(const std::string& command, const std::string& file) {
-    const std::string script = "bash -c 'source " PANELD_SOURCES
-                               "/packaging/panelctl.bash-completion; COMP_WORDS=(panelctl " +
-                               command +
-                               " --); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); "
-                               "_panelctl; echo \"${COMPREPLY[@]}\"' > " +
-                               file;
-    EXPECT_EQ(std::system(script.c_str()), 0);
-    return allMatches(contentsOf(file), "(--[a-z-]+)");
-}
-
-TEST(CommandLine, EveryOptionIsInTheCompletionAndInTheManual) {
-    sim::Gateway gateway;
-    std::set<std::string> all;
-    for (const std::string command : {"", "shot", "press", "say", "queue", "config", "modem"}) {
-        const auto options =
-            allMatches(panelctl(gateway, command + " --help").output, "\n +(?:-h,)?(--[a-z-]+)");
-        ASSERT_FALSE(options.empty());
-        EXPECT_EQ(completions(command, gateway.folder() + "/words"), options) << command;
-        all.insert(options.begin(), options.end());
-    }
-    const std::string manual = contentsOf(PANELD_SOURCES "/packaging/man/panelctl.1.in");
-    const std::string plain = replaced(replaced(manual, R"( \\-)", " --"), R"(\\-)", "-");
-    EXPECT_EQ(allMatches(plain, "(--[a-z]{2,}(?:-[a-z]+)*)"), all);
+    gateway.setFramebufferPresent(false);
+    type("panelctl shot");
+    expectText("usage");
 }
 
 } // namespace

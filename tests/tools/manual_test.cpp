@@ -1,6 +1,7 @@
-// The list of messages in docs/messages.md, from which the manual is made, against the daemon.
+// What is written about the daemon and panelctl, against the programs: docs/messages.md, from which
+// the manual is made, and the options in manual and completion.
 
-#include "tests/tools/tool_process.h"
+#include "tests/tools/session.h"
 
 namespace {
 
@@ -42,6 +43,26 @@ TEST(Messages, WhatTheDaemonPrintsIsInTheManualAndNothingElse) {
         const std::string escaped = replaced(replaced(message, "'", "\\(aq"), "-", "\\-");
         EXPECT_NE(page.find(".It Li \"" + escaped + "\"\n"), std::string::npos) << message;
     }
+}
+
+TEST_F(Panelctl, EveryOptionIsInTheCompletionAndInTheManual) {
+    std::set<std::string> all;
+    for (const std::string command : {"", "shot", "press", "say", "queue", "config", "modem"}) {
+        const auto options =
+            allMatches(type("panelctl " + command + " --help"), "\n +(?:-h,)?(--[a-z-]+)");
+        ASSERT_FALSE(options.empty());
+        const std::string offered =
+            type("source " PANELD_SOURCES "/packaging/panelctl.bash-completion\n"
+                 "COMP_WORDS=(panelctl " +
+                 command +
+                 " --)\n"
+                 "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _panelctl; echo \"${COMPREPLY[@]}\"");
+        EXPECT_EQ(allMatches(offered, "(--[a-z-]+)"), options) << command;
+        all.insert(options.begin(), options.end());
+    }
+    const std::string manual = contentsOf(sources / "packaging/man/panelctl.1.in");
+    const std::string plain = replaced(replaced(manual, R"( \\-)", " --"), R"(\\-)", "-");
+    EXPECT_EQ(allMatches(plain, "(--[a-z]{2,}(?:-[a-z]+)*)"), all);
 }
 
 } // namespace
