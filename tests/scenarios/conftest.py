@@ -4,9 +4,12 @@ facts and the clock page shown, and presses, changes and looks; time passes by `
 panels(64)          it is for that panel; else it is played on both
 kernel(reason)      on virtual gateways only; simulated(reason): on the simulated one only
 everywhere          on a virtual gateway of each processor and panel; else on the first of them
+live                the simulated one runs on real time, as other programs on it need
 """
 
+import os
 import pathlib
+import subprocess
 import sys
 
 import pytest
@@ -81,6 +84,17 @@ class WatchedGateway(desk.Gateway):
     def wait_text(self, *texts: str, limit: float = DRAW_LIMIT) -> None:
         self.wait(lambda: self.shows(*texts), limit)
 
+    def panelctl(self, *words: str) -> tuple[int, str]:
+        """Runs the tool on the gateway: its status, and all that it printed."""
+        if not self.simulated:
+            status, text = self.sh(" ".join(("panelctl", *words)))
+            return status, text.encode("latin-1").decode()
+        sanitizers = os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
+        done = subprocess.run([desk.BUILD / "panelctl", *words], stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, text=True,
+                              env=os.environ | self.environment() | {"ASAN_OPTIONS": sanitizers})
+        return done.returncode, done.stdout
+
     def wait_said(self, text: str) -> None:
         self.wait(lambda: text in (self.said(), self.output)[1])
 
@@ -90,7 +104,7 @@ def pytest_addoption(parser) -> None:
 
 
 def pytest_configure(config) -> None:
-    for mark in ("panels", "kernel", "simulated", "everywhere"):
+    for mark in ("panels", "kernel", "simulated", "everywhere", "live"):
         config.addinivalue_line("markers", f"{mark}: see conftest.py")
 
 
@@ -109,6 +123,8 @@ def gateway(request):
     other = "kernel" if place == "simulated" else "simulated"
     if mark := request.node.get_closest_marker(other):
         pytest.skip(f"{other} only: {mark.args[0]}")
-    command = desk.SIMULATED if place == "simulated" else [*desk.VIRTUAL, "--processor", place]
+    live = ["--live"] * bool(request.node.get_closest_marker("live"))
+    command = ([*desk.SIMULATED, *live] if place == "simulated"
+               else [*desk.VIRTUAL, "--processor", place])
     with WatchedGateway(command, lines, place == "simulated") as watched:
         yield watched

@@ -1,9 +1,8 @@
-// panelctl shot and press, and the command line as a whole.
+// panelctl shot, and the command line as a whole. Presses are a scenario.
 
 #include "picture/cells.h"
 #include "picture/image.h"
 #include "sim/panel_process.h"
-#include "tests/support/golden.h"
 #include "tests/tools/tool_process.h"
 
 #include <algorithm>
@@ -107,36 +106,6 @@ TEST(Shot, WatchesUntilItIsEndedAndShowsEachChangeOnce) {
     waitForLines(34);
     kill(std::stoi(contentsOf(file + ".pid")), SIGTERM);
     EXPECT_EQ(waitForLines(35), first + second + "0\n");
-}
-
-class RunningPanel : public testing::Test {
-  protected:
-    RunningPanel() {
-        gateway.setClockMode(sim::ClockMode::Real);
-        EXPECT_EQ(panel.settle(), sim::PanelProcess::Wait::Settled);
-    }
-    sim::Gateway gateway;
-    sim::PanelProcess panel{gateway, PANELD_PROGRAM, PANELD_INTERPOSER};
-};
-
-TEST_F(RunningPanel, IsPressedAndShowsWhatComes) {
-    for (const char* page : {"64/ethernet1-address", "64/ethernet1-netmask"}) {
-        const Outcome outcome = panelctl(gateway, "press --hold 1");
-        EXPECT_EQ(outcome.status, 0) << outcome.errors;
-        EXPECT_TRUE(golden::matches(pictureOf(gateway), page));
-        EXPECT_EQ(outcome.output, cellsOf(pictureOf(gateway), picture::CellKind::HalfBlocks));
-    }
-    expectOutcome(gateway, "press --quiet", 0, "", "");
-    panel.settle();
-    EXPECT_TRUE(golden::matches(pictureOf(gateway), "64/ethernet2-address"));
-    gateway.setButtonPresent(false);
-    expectOutcome(gateway, "press", 1, "", HasSubstr("no button on /dev/input/event0"));
-}
-
-TEST_F(RunningPanel, IsHeldUntilItReboots) {
-    EXPECT_EQ(panelctl(gateway, "press --hold 10 --reboot").status, 0);
-    EXPECT_TRUE(golden::matches(pictureOf(gateway), "64/reboot"));
-    EXPECT_EQ(gateway.popenCount(), 1U);
 }
 
 TEST(CommandLine, TellsUsageAndFailureApart) {
