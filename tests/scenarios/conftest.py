@@ -27,7 +27,6 @@ ASK_LIMIT = 25.0        # until the modem has been asked twice at most
 CLOCK_LIMIT = 1.5       # the clock page is redrawn every second
 CLOCK_TRIES = 4
 CLOCK_ICON_WIDTH = 34   # left of the digits, on both panels
-PROCESSORS = ("amd64", "armhf")
 
 
 class WatchedGateway(desk.Gateway):
@@ -112,8 +111,9 @@ def pytest_generate_tests(metafunc) -> None:
     marks = {mark.name: mark.args for mark in metafunc.definition.iter_markers()}
     panels = marks.get("panels", (64, 32))
     chosen = metafunc.config.getoption("--virtual")
-    kinds = [(place, lines) for place in (chosen or "simulated").split(",") for lines in panels
-             if not chosen or "everywhere" in marks or (place, lines) == (PROCESSORS[0], panels[0])]
+    places = (chosen or "simulated").split(",")
+    kinds = [(place, lines) for place in places for lines in panels
+             if not chosen or "everywhere" in marks or (place, lines) == (places[0], panels[0])]
     metafunc.parametrize("gateway", kinds, indirect=True, ids=lambda kind: "{}-{}".format(*kind))
 
 
