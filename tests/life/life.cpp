@@ -61,7 +61,7 @@ std::optional<sim::FaultId> plan(sim::Gateway& gateway, const std::optional<Fail
 
 Life::Life(sim::Panel panel, const std::optional<Failure>& planned)
     : failure(planned), gateway(panel), fault(plan(gateway, failure)),
-      process(gateway, PANELD_PROGRAM, PANELD_PRELOADED, sim::ProcessOptions{std::nullopt, {}}),
+      process(gateway, PANELD_PROGRAM, PANELD_PRELOADED, sim::ProcessOptions{false, {}}),
       stuck(process.settle() == sim::PanelProcess::Wait::Stuck), started(!over()),
       cycle(cycleOf(panel)) {}
 
@@ -99,9 +99,7 @@ bool Life::findTheClock() {
 }
 
 std::string Life::differences() {
-    const std::chrono::nanoseconds uptime = gateway.monotonic();
     sim::setOrdinary(gateway);
-    gateway.setMonotonic(uptime);
     for (const json& line : ordinary["log"]) {
         gateway.sendLogLine(line.get<std::string>());
     }
