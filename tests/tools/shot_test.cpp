@@ -80,7 +80,7 @@ TEST_F(Panelctl, CommandLineTellsUsageAndFailureApart) {
           "shot /nowhere/shot.png"}) {
         type("panelctl "s + arguments);
     }
-    gateway.setFramebufferPresent(false);
+    gateway.removeFile("/dev/fb0");
     type("panelctl shot");
     expectText("usage");
 }
