@@ -32,7 +32,6 @@ enum class Call : std::uint8_t {
     Mmap,
     Stat,
     Access,
-    Fopen,
     Statfs,
     GetIfAddrs,
     FreeIfAddrs,
@@ -136,6 +135,9 @@ struct TfFigures {
     std::uint64_t blocksAvailable;
 };
 
+inline constexpr std::uint32_t tfBlockSize = 4096;
+inline constexpr std::uint32_t tfBlocksPerMegabyte = 256;
+
 // What FBIOGET_VSCREENINFO says.
 struct Panel {
     std::uint32_t width;
@@ -151,39 +153,23 @@ struct Facts {
     ModemFacts modem;
 };
 
-// A piece of the conversation with the modem; longer ones fill several entries.
-struct TranscriptEntry {
-    Nanoseconds at; // monotonic clock of the gateway
-    std::uint8_t fromModem;
-    std::uint8_t length;
-    char bytes[246];
-};
-inline constexpr std::size_t transcriptCount = 512;
-
-// The last pieces, oldest overwritten first: entry i of the conversation is at i % transcriptCount.
-struct Transcript {
+// What the modem was sent: byte i at i % its size, oldest overwritten first.
+struct SentBytes {
     std::atomic<std::uint32_t> total;
-    TranscriptEntry entries[transcriptCount];
+    char bytes[65536];
 };
 
 // Line settings that a tcsetattr on the modem port asked for, before the driver adapted them.
 struct LineSettings {
     std::uint32_t inputFlags;
-    std::uint32_t outputFlags;
     std::uint32_t controlFlags; // speed bits included
-    std::uint32_t localFlags;
-    std::int32_t action; // TCSANOW, ...
+    std::int32_t action;        // TCSANOW, ...
 };
 inline constexpr std::size_t lineSettingsCount = 16;
 
-struct PopenRecord {
-    std::atomic<std::uint32_t> count;
-    char lastCommand[128];
-};
-
-// A lock that both processes take for a moment. A holder that died is overruled after a second or
-// so, so a killed daemon never hangs its harness.
-class FactsLock {
+// A lock for a moment, among processes and threads. A holder that died is overruled after a second
+// or so, so a killed daemon never hangs its harness.
+class BriefLock {
   public:
     void lock() {
         for (int round = 0; held_.exchange(1) != 0 && round < quickRounds + slowRounds; ++round) {
@@ -201,7 +187,7 @@ class FactsLock {
     static constexpr int quickRounds = 100;
     static constexpr int slowRounds = 250;
 
-    std::atomic<std::uint32_t> held_;
+    std::atomic<std::uint32_t> held_{0};
 };
 
 struct ControlBlock {
@@ -218,15 +204,15 @@ struct ControlBlock {
     std::atomic<std::uint32_t> watchedRefused;  // ... set this to 1 when they are made to fail
     std::atomic<std::uint64_t> calls[callCount][pathCount]; // calls without a place count on None
     std::atomic<std::int32_t> lastOpenFlags[pathCount];
-    PopenRecord popen;
+    std::atomic<std::uint32_t> popenCount;        // commands that were started
     std::atomic<std::uint32_t> lineSettingsTotal; // tcsetattr calls on the modem port
     LineSettings lineSettings[lineSettingsCount]; // call i is at i % lineSettingsCount
-    Transcript transcript;
-    FactsLock factsLock;
+    SentBytes sentToModem;
+    BriefLock factsLock;
     Facts facts;
 };
 
-inline constexpr std::uint32_t controlMagic = 0x50414e31; // "PAN1"
+inline constexpr std::uint32_t controlMagic = 0x50414e32; // "PAN2"
 
 static_assert(std::is_standard_layout_v<ControlBlock>);
 static_assert(std::atomic<Nanoseconds>::is_always_lock_free);

@@ -1,9 +1,15 @@
 #include "sim/facts.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
+#include <net/if.h>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -41,29 +47,36 @@ int numberWithin(const json& value, int least, int most) {
 
 // --- Interfaces ---
 
-void checkInterface(const Gateway& gateway, const std::string& interfaceName) {
-    if (!ordinary()["addresses"].contains(interfaceName) ||
-        (interfaceName != dataLink && !gateway.hasInterface(interfaceName))) {
+// Throws for an interface that is none of the gateway's, or gone.
+void checkInterface(const Facts& facts, const std::string& interfaceName) {
+    const bool known =
+        std::any_of(std::begin(facts.interfaces), std::end(facts.interfaces),
+                    [&](const InterfaceEntry& entry) { return interfaceName == entry.name; });
+    if (!ordinary()["addresses"].contains(interfaceName) || (interfaceName != dataLink && !known)) {
         refuse("no interface " + interfaceName);
     }
 }
 
-std::string netmaskText(unsigned prefix) {
-    const std::uint32_t mask = prefix == 0 ? 0 : UINT32_MAX << (addressBits - prefix);
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        text += (text.empty() ? "" : ".") + std::to_string(mask >> shift & 0xff);
+std::string addressText(const InterfaceEntry& entry) {
+    std::array<char, INET_ADDRSTRLEN> text{};
+    inet_ntop(AF_INET, entry.address, text.data(), text.size());
+    int prefix = 0;
+    for (const std::uint8_t byte : entry.netmask) {
+        prefix += std::popcount(byte);
     }
-    return text;
+    return text.data() + ("/" + std::to_string(prefix));
 }
 
-json interfacesOf(const Gateway& gateway) {
+json interfacesOf(const Facts& facts) {
     json result = json::object();
-    for (const auto& [interfaceName, ignored] : ordinary()["addresses"].items()) {
-        if (gateway.hasInterface(interfaceName)) {
-            const std::string address = gateway.address(interfaceName);
-            result[interfaceName] = {{"address", address.empty() ? json() : json(address)},
-                                     {"cable", gateway.hasCable(interfaceName)}};
+    for (const InterfaceEntry& entry : facts.interfaces) {
+        if (ordinary()["addresses"].contains(entry.name)) {
+            json& shown = result[entry.name];
+            shown["cable"] = (entry.flags & IFF_RUNNING) != 0;
+            json& address = shown["address"];
+            if (entry.family == AF_INET && address.is_null()) {
+                address = addressText(entry);
+            }
         }
     }
     return result;
@@ -110,85 +123,56 @@ Mood moodOf(const ModemFacts& modem) {
     return modem.errorCommands == everyCommand ? Mood::Error : Mood::Answers;
 }
 
-struct ModemFact {
-    const char* name;
-    json (*read)(const ModemFacts& modem);
-    void (*write)(ModemFacts& modem, const json& value);
-};
-
-const ModemFact modemFacts[] = {
-    {"maker", [](const ModemFacts& modem) -> json { return wordFor(makers, modem.maker); },
-     [](ModemFacts& modem, const json& value) { modem.maker = valueFor(makers, value); }},
-    {"sim", [](const ModemFacts& modem) -> json { return wordFor(simCards, modem.simCard); },
-     [](ModemFacts& modem, const json& value) { modem.simCard = valueFor(simCards, value); }},
-    {"registration", [](const ModemFacts& modem) -> json { return modem.registration; },
-     [](ModemFacts& modem, const json& value) {
-         modem.registration = static_cast<std::uint8_t>(numberWithin(value, 0, UINT8_MAX));
-     }},
-    {"signal", [](const ModemFacts& modem) -> json { return modem.csq; },
-     [](ModemFacts& modem, const json& value) { modem.csq = numberWithin(value, -1, INT32_MAX); }},
-    {"networkMode", [](const ModemFacts& modem) -> json { return modem.networkMode; },
-     [](ModemFacts& modem, const json& value) {
-         modem.networkMode = numberWithin(value, INT32_MIN, INT32_MAX);
-     }},
-    {"systemMode", [](const ModemFacts& modem) -> json { return modem.systemMode; },
-     [](ModemFacts& modem, const json& value) {
-         modem.systemMode = numberWithin(value, INT32_MIN, INT32_MAX);
-     }},
-    {"mood", [](const ModemFacts& modem) -> json { return wordFor(moods, moodOf(modem)); },
-     [](ModemFacts& modem, const json& value) {
-         const Mood mood = valueFor(moods, value);
-         modem.silentCommands = mood == Mood::Silent ? everyCommand : 0;
-         modem.errorCommands = mood == Mood::Error ? everyCommand : 0;
-     }},
-    {"delay",
-     [](const ModemFacts& modem) -> json { return modem.answerDelayUs / microsecondsPerSecond; },
-     [](ModemFacts& modem, const json& value) {
-         numberWithin(value, 0, longestDelay);
-         modem.answerDelayUs =
-             static_cast<std::uint32_t>(value.get<double>() * microsecondsPerSecond);
-     }},
-    {"pieces", [](const ModemFacts& modem) -> json { return modem.chunkBytes; },
-     [](ModemFacts& modem, const json& value) {
-         modem.chunkBytes = static_cast<std::uint16_t>(numberWithin(value, 0, UINT16_MAX));
-         modem.chunkGapUs = pieceGapUs;
-     }},
-};
-
-void changeModem(ModemFacts& modem, const json& changes) {
-    for (const auto& [name, value] : changes.get<json::object_t>()) {
-        const auto* fact =
-            std::find_if(std::begin(modemFacts), std::end(modemFacts),
-                         [&name = name](const ModemFact& row) { return name == row.name; });
-        if (fact != std::end(modemFacts)) {
-            fact->write(modem, value);
-        } else if (name != "present") {
-            refuse("the modem has no " + name);
-        }
-    }
+json modemFacts(const ModemFacts& modem) {
+    return {{"maker", wordFor(makers, modem.maker)},
+            {"sim", wordFor(simCards, modem.simCard)},
+            {"registration", modem.registration},
+            {"signal", modem.csq},
+            {"networkMode", modem.networkMode},
+            {"systemMode", modem.systemMode},
+            {"mood", wordFor(moods, moodOf(modem))},
+            {"delay", modem.answerDelayUs / microsecondsPerSecond},
+            {"pieces", modem.chunkBytes}};
 }
 
-json modemOf(const Gateway& gateway) {
-    const ModemFacts modem = gateway.modem();
-    json result = {{"present", gateway.modemPresent()}};
-    for (const ModemFact& fact : modemFacts) {
-        result[fact.name] = fact.read(modem);
-    }
-    return result;
+void setModemFacts(ModemFacts& modem, const json& facts) {
+    modem.maker = valueFor(makers, facts["maker"]);
+    modem.simCard = valueFor(simCards, facts["sim"]);
+    modem.registration = static_cast<std::uint8_t>(numberWithin(facts["registration"], 0, 255));
+    modem.csq = numberWithin(facts["signal"], -1, INT32_MAX);
+    modem.networkMode = numberWithin(facts["networkMode"], INT32_MIN, INT32_MAX);
+    modem.systemMode = numberWithin(facts["systemMode"], INT32_MIN, INT32_MAX);
+    const Mood mood = valueFor(moods, facts["mood"]);
+    modem.silentCommands = mood == Mood::Silent ? everyCommand : 0;
+    modem.errorCommands = mood == Mood::Error ? everyCommand : 0;
+    numberWithin(facts["delay"], 0, longestDelay);
+    modem.answerDelayUs = static_cast<std::uint32_t>(
+        std::llround(facts["delay"].get<double>() * microsecondsPerSecond));
+    modem.chunkBytes = static_cast<std::uint16_t>(numberWithin(facts["pieces"], 0, UINT16_MAX));
+    modem.chunkGapUs = pieceGapUs;
 }
 
 } // namespace
 
 void ordinaryModem(ModemFacts& modem) {
     modem = {};
-    changeModem(modem, ordinary()["modem"]);
+    setModemFacts(modem, ordinary()["modem"]);
 }
 
 void setOrdinary(Gateway& gateway) {
     gateway.setWallClock(ordinary()["clock"]);
-    gateway.setMonotonic(std::chrono::seconds(ordinary()["uptime"]));
-    gateway.setOnlyLinks({"lo", "eth0", "eth1", dataLink});
-    gateway.setInterface("lo", "127.0.0.1", "255.0.0.0");
+    gateway.control().clock.monotonicOffset =
+        ordinary()["uptime"].get<Nanoseconds>() * nanosecondsPerSecond;
+    std::vector<InterfaceEntry> links;
+    for (const char* linkName : {"lo", "eth0", "eth1", dataLink}) {
+        InterfaceEntry& link = links.emplace_back();
+        std::snprintf(link.name, sizeof link.name, "%s", linkName);
+        link.present = link.hasAddress = 1;
+        link.family = AF_PACKET;
+        link.flags = IFF_UP | IFF_RUNNING;
+    }
+    gateway.setInterfaceEntries(links);
+    gateway.setInterface("lo", "127.0.0.1", 8);
     for (const auto& [interfaceName, address] : ordinary()["addresses"].items()) {
         setAddress(gateway, interfaceName, address);
     }
@@ -205,42 +189,53 @@ void setOrdinary(Gateway& gateway) {
 }
 
 json factsOf(const Gateway& gateway) {
-    const auto card = gateway.tfMegabytes();
-    return {{"panel", gateway.panel().height},
-            {"interfaces", interfacesOf(gateway)},
-            {"card", gateway.tfInserted() ? json{card.first, card.second} : json()},
-            {"mounted", gateway.tfMounted()},
-            {"modem", modemOf(gateway)}};
+    const Facts facts = gateway.facts();
+    const bool inserted = gateway.exists(pathOf(Path::TfDevice));
+    json modem = modemFacts(facts.modem);
+    modem["present"] = gateway.exists(pathOf(Path::ModemPort));
+    return {{"panel", facts.panel.height},
+            {"interfaces", interfacesOf(facts)},
+            {"card", inserted ? json{facts.tf.blocks / tfBlocksPerMegabyte,
+                                     facts.tf.blocksFree / tfBlocksPerMegabyte}
+                              : json()},
+            {"mounted", gateway.exists(pathOf(Path::TfMount))},
+            {"modem", modem}};
 }
 
 void setAddress(Gateway& gateway, const std::string& interfaceName, const json& address) {
-    checkInterface(gateway, interfaceName);
+    checkInterface(gateway.facts(), interfaceName);
     if (address.is_null()) {
-        if (interfaceName == dataLink) {
-            gateway.removeInterface(interfaceName);
-        } else {
-            gateway.removeAddress(interfaceName);
-        }
+        gateway.editFacts([&](Facts& facts) {
+            for (InterfaceEntry& entry : facts.interfaces) {
+                const bool goes = interfaceName == dataLink || entry.family == AF_INET;
+                entry = interfaceName == entry.name && goes ? InterfaceEntry{} : entry;
+            }
+        });
         return;
     }
     const auto text = address.get<std::string>();
-    const std::size_t slash = std::min(text.find('/'), text.size());
-    unsigned prefix = addressBits;
-    const auto parsed = std::from_chars(text.data() + std::min(slash + 1, text.size()),
-                                        text.data() + text.size(), prefix);
-    if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size() ||
-        prefix > addressBits) {
+    const std::size_t slash = std::min(text.find('/'), text.size() - 1);
+    unsigned prefix = 0;
+    const char* const end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data() + slash + 1, end, prefix);
+    if (parsed.ec != std::errc() || parsed.ptr != end || prefix > addressBits) {
         refuse("not an address with its prefix: " + text);
     }
-    gateway.setInterface(interfaceName, text.substr(0, slash), netmaskText(prefix));
+    gateway.setInterface(interfaceName, text.substr(0, slash), prefix);
 }
 
 void setCable(Gateway& gateway, const std::string& interfaceName, bool plugged) {
-    checkInterface(gateway, interfaceName);
+    checkInterface(gateway.facts(), interfaceName);
     if (interfaceName == dataLink) {
         refuse(interfaceName + " has no cable");
     }
-    gateway.setCable(interfaceName, plugged);
+    gateway.editFacts([&](Facts& facts) {
+        for (InterfaceEntry& entry : facts.interfaces) {
+            if (interfaceName == entry.name) {
+                entry.flags = plugged ? entry.flags | IFF_RUNNING : entry.flags & ~IFF_RUNNING;
+            }
+        }
+    });
 }
 
 void setCard(Gateway& gateway, const json& card) {
@@ -258,20 +253,29 @@ void setCard(Gateway& gateway, const json& card) {
 }
 
 void setMount(Gateway& gateway, bool mounted) {
-    if (mounted && !gateway.tfInserted()) {
+    if (mounted && !gateway.exists(pathOf(Path::TfDevice))) {
         refuse("no card to mount");
     }
     gateway.setTfMounted(mounted);
 }
 
-void setModem(Gateway& gateway, const json& changes) {
-    ModemFacts modem = gateway.modem();
-    const bool present = changes.value("present", gateway.modemPresent());
-    changeModem(modem, changes);
+json setModem(Gateway& gateway, const json& changes) {
+    json wanted = factsOf(gateway)["modem"];
+    const bool had = wanted["present"];
+    for (const auto& [name, value] : changes.get<json::object_t>()) {
+        if (!wanted.contains(name)) {
+            refuse("the modem has no " + name);
+        }
+        wanted[name] = value;
+    }
+    const bool present = wanted["present"];
+    ModemFacts modem = gateway.facts().modem;
+    setModemFacts(modem, wanted);
     gateway.editModem([&modem](ModemFacts& facts) { facts = modem; });
-    if (present != gateway.modemPresent()) {
+    if (present != had) {
         gateway.setModemPresent(present);
     }
+    return wanted;
 }
 
 } // namespace sim

@@ -27,7 +27,7 @@ void setCard(Gateway& gateway, const nlohmann::json& card);
 
 void setMount(Gateway& gateway, bool mounted);
 
-// Changes the facts given, all or none of them.
-void setModem(Gateway& gateway, const nlohmann::json& changes);
+// Changes the facts given, all or none of them; all of them afterwards.
+nlohmann::json setModem(Gateway& gateway, const nlohmann::json& changes);
 
 } // namespace sim

@@ -17,20 +17,11 @@ extern "C" void* __libc_realloc(void* memory, std::size_t size);
 
 namespace {
 
-using sim::Call;
+using sim::Call, sim::callNext;
 using Main = int (*)(int, char**, char**);
 
 constinit std::atomic<bool> mainRuns{false};
 constinit Main daemonMain = nullptr;
-
-constinit sim::NextCall<ssize_t(int, void*, std::size_t)> nextRead{"read"};
-constinit sim::NextCall<int(Main, int, char**, void (*)(), void (*)(), void (*)(), void*)>
-    nextStart{"__libc_start_main"};
-
-// The errno with which the call has to fail, or 0.
-int plannedError(Call call, std::size_t size = 0) {
-    return mainRuns && panel_gateway_count != nullptr ? panel_gateway_count(call, size) : 0;
-}
 
 // What the dynamic linker and the libraries' constructors ask for is over by now.
 int runMain(int count, char** arguments, char** environment) {
@@ -38,8 +29,10 @@ int runMain(int count, char** arguments, char** environment) {
     return daemonMain(count, arguments, environment);
 }
 
-bool refused(std::size_t size) {
-    const int error = plannedError(Call::Malloc, size);
+// Whether the call has to fail; sets errno then.
+bool refused(Call call, std::size_t size = 0) {
+    const int error =
+        mainRuns && panel_gateway_count != nullptr ? panel_gateway_count(call, size) : 0;
     if (error != 0) {
         errno = error;
     }
@@ -51,25 +44,22 @@ bool refused(std::size_t size) {
 INTERPOSED int __libc_start_main(Main main, int count, char** arguments, void (*init)(),
                                  void (*fini)(), void (*linkerFini)(), void* stackEnd) {
     daemonMain = main;
-    return nextStart(runMain, count, arguments, init, fini, linkerFini, stackEnd);
+    return callNext<"__libc_start_main">(&runMain, count, arguments, init, fini, linkerFini,
+                                         stackEnd);
 }
 
 INTERPOSED void* malloc(std::size_t size) noexcept {
-    return refused(size) ? nullptr : __libc_malloc(size);
+    return refused(Call::Malloc, size) ? nullptr : __libc_malloc(size);
 }
 
 INTERPOSED void* calloc(std::size_t count, std::size_t size) noexcept {
-    return refused(count * size) ? nullptr : __libc_calloc(count, size);
+    return refused(Call::Malloc, count * size) ? nullptr : __libc_calloc(count, size);
 }
 
 INTERPOSED void* realloc(void* memory, std::size_t size) noexcept {
-    return refused(size) ? nullptr : __libc_realloc(memory, size);
+    return refused(Call::Malloc, size) ? nullptr : __libc_realloc(memory, size);
 }
 
 INTERPOSED ssize_t read(int descriptor, void* bytes, std::size_t size) {
-    if (const int error = plannedError(Call::Read)) {
-        errno = error;
-        return -1;
-    }
-    return nextRead(descriptor, bytes, size);
+    return refused(Call::Read) ? -1 : callNext<"read", ssize_t>(descriptor, bytes, size);
 }

@@ -1,18 +1,17 @@
 #include "sim/gateway.h"
 
 #include "sim/facts.h"
-#include "sim/places.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
-#include <bit>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <linux/input.h>
 #include <mutex>
 #include <net/if.h>
@@ -27,6 +26,7 @@
 #include <sys/syscall.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace sim {
 
@@ -34,9 +34,6 @@ namespace {
 
 constexpr std::size_t pageSize = 4096;
 constexpr std::size_t logTextSize = 68;
-constexpr std::uint32_t blocksPerMegabyte = 256; // of 4096 bytes
-constexpr std::uint32_t tfBlockSize = 4096;
-constexpr std::uint16_t buttonCode = 256;
 constexpr std::size_t eventsKept = 63; // by the kernel, for each reader, in a ring of 64
 constexpr std::int32_t repetition = 2; // value of a key event
 
@@ -45,9 +42,6 @@ constexpr std::time_t firstStamp = 1'700'000'000;
 
 constexpr const char* framebuffer = pathOf(Path::Framebuffer).data();
 constexpr const char* button = pathOf(Path::Button).data();
-constexpr const char* modemDevice = pathOf(Path::ModemPort).data();
-constexpr const char* tfDevice = pathOf(Path::TfDevice).data();
-constexpr const char* tfMount = pathOf(Path::TfMount).data();
 
 // What the brightness file holds before anyone writes it: neither of the daemon's levels.
 constexpr const char* bootBrightness = "50\n";
@@ -63,90 +57,33 @@ int checked(int result, const std::string& what) {
     return result;
 }
 
-// A descriptor that closes itself.
-class Descriptor {
-  public:
-    Descriptor(const std::string& file, int flags, mode_t mode = 0644)
-        : number_(::open(file.c_str(), flags | O_CLOEXEC, mode)), name_(file) {}
-    ~Descriptor() {
-        if (number_ >= 0) {
-            ::close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    bool open() const { return number_ >= 0; }
-    int get() const { return checked(number_, name_); }
-
-  private:
-    int number_;
-    std::string name_;
-};
-
-void writeAll(int descriptor, std::string_view bytes, const std::string& what) {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-        if (written < 0) {
-            fail(what);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-std::string escaped(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            result += "&amp;";
-            break;
-        case '<':
-            result += "&lt;";
-            break;
-        case '"':
-            result += "&quot;";
-            break;
-        default:
-            result += c;
-        }
-    }
-    return result;
-}
-
-std::string attribute(std::string_view attributeName, std::string_view value) {
-    return " " + std::string(attributeName) + "=\"" + escaped(value) + "\"";
-}
-
 constexpr std::string_view xmlHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+// ` name="value"`, for values without signs that XML keeps to itself.
+std::string attribute(std::string_view attributeName, std::string_view value) {
+    return " " + std::string(attributeName) + "=\"" + std::string(value) + "\"";
+}
 
 std::size_t videoBytes(const Panel& panel) {
     return std::size_t{panel.width} * panel.height * panel.bitsPerPixel / 8;
 }
 
 // Up to the end of the page that the daemon maps, and one more.
-std::size_t canaryBytes(const Panel& panel) {
-    return pageSize - videoBytes(panel) % pageSize + pageSize;
-}
-
-std::uint8_t canaryAt(std::size_t index) {
-    return static_cast<std::uint8_t>(0xa5 ^ (index * 7));
-}
-
 std::string canary(const Panel& panel) {
-    std::string bytes(canaryBytes(panel), '\0');
+    std::string bytes(2 * pageSize - videoBytes(panel) % pageSize, '\0');
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] = static_cast<char>(canaryAt(i));
+        bytes[i] = static_cast<char>(0xa5 ^ (i * 7));
     }
     return bytes;
 }
 
-Backlight fittedBacklight(const Panel& panel) {
-    return panel.height == 64 ? Backlight::Ssd1306 : Backlight::St7565;
+std::string contentsOf(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-std::string_view brightnessFile(Backlight which) {
-    return pathOf(which == Backlight::Ssd1306 ? Path::BacklightSsd1306 : Path::BacklightSt7565);
+Path fittedBacklight(const Panel& panel) {
+    return panel.height == panel64.height ? Path::BacklightSsd1306 : Path::BacklightSt7565;
 }
 
 // Straight from the kernel: in a test program the library's call is interposed.
@@ -158,36 +95,6 @@ Nanoseconds machineClock(clockid_t id) {
 
 Nanoseconds clockBase(const Clock& clock, clockid_t id) {
     return clock.mode == ClockMode::Virtual ? clock.now.load() : machineClock(id);
-}
-
-void parseAddress(std::string_view text, std::uint8_t (&bytes)[4]) {
-    if (inet_pton(AF_INET, std::string(text).c_str(), bytes) != 1) {
-        throw std::invalid_argument("not an IPv4 address: " + std::string(text));
-    }
-}
-
-InterfaceEntry interfaceEntry(std::string_view interfaceName, std::uint16_t family) {
-    InterfaceEntry entry{};
-    interfaceName.copy(entry.name, sizeof entry.name - 1);
-    entry.present = 1;
-    entry.hasAddress = 1;
-    entry.hasNetmask = family == AF_INET ? 1 : 0;
-    entry.family = family;
-    entry.flags = IFF_UP | IFF_RUNNING;
-    return entry;
-}
-
-template <typename Entries>
-const InterfaceEntry* entryOf(const Entries& entries, std::string_view interfaceName) {
-    const auto* found = std::find_if(std::begin(entries), std::end(entries),
-                                     [interfaceName](const InterfaceEntry& entry) {
-                                         return entry.present != 0 && interfaceName == entry.name;
-                                     });
-    return found == std::end(entries) ? nullptr : found;
-}
-
-bool isIpv4Of(const InterfaceEntry& entry, std::string_view interfaceName) {
-    return entry.present != 0 && entry.family == AF_INET && interfaceName == entry.name;
 }
 
 struct LogMessage {
@@ -216,9 +123,7 @@ Gateway::~Gateway() {
     if (attached_) {
         panel_gateway_attach(nullptr);
     }
-    if (buttonFd_ >= 0) {
-        ::close(buttonFd_);
-    }
+    ::close(buttonFd_);
     msgctl(queueId_, IPC_RMID, nullptr);
     // A thread of the attached program may still be in a call that works on the block.
     if (!attached_) {
@@ -237,16 +142,13 @@ void Gateway::attach() {
     attached_ = true;
 }
 
-std::string Gateway::place(std::string_view realPath) const {
-    return sandbox_ + std::string(realPath);
-}
-
 void Gateway::makeControlBlock() {
     const std::string file = sandbox_ + "/" + controlFileName;
-    const Descriptor descriptor(file, O_RDWR | O_CREAT | O_EXCL);
-    checked(ftruncate(descriptor.get(), sizeof(ControlBlock)), file);
-    void* memory = mmap(nullptr, sizeof(ControlBlock), PROT_READ | PROT_WRITE, MAP_SHARED,
-                        descriptor.get(), 0);
+    const int descriptor = checked(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600), file);
+    checked(ftruncate(descriptor, sizeof(ControlBlock)), file);
+    void* memory =
+        mmap(nullptr, sizeof(ControlBlock), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    ::close(descriptor);
     if (memory == MAP_FAILED) {
         fail(file);
     }
@@ -262,37 +164,28 @@ void Gateway::makeControlBlock() {
 // The key comes from the sandbox's own file; keys of others that happen to be equal are passed by.
 void Gateway::makeQueue() {
     const std::string file = sandbox_ + "/" + controlFileName;
-    for (int project = 1; project <= UCHAR_MAX; ++project) {
-        const key_t key = ftok(file.c_str(), project);
-        queueId_ = msgget(key, IPC_CREAT | IPC_EXCL | 0600);
-        if (queueId_ >= 0) {
-            block_->queueKey = key;
-            return;
-        }
-        if (errno != EEXIST) {
-            break;
-        }
+    errno = EEXIST;
+    for (int project = 1; queueId_ < 0 && project <= UCHAR_MAX && errno == EEXIST; ++project) {
+        block_->queueKey = ftok(file.c_str(), project);
+        queueId_ = msgget(block_->queueKey, IPC_CREAT | IPC_EXCL | 0600);
     }
-    fail("message queue");
+    checked(queueId_, "message queue");
 }
 
 // --- Clock ---
 
 void Gateway::setClockMode(ClockMode mode) {
-    const std::chrono::nanoseconds wall = wallClock();
-    const std::chrono::nanoseconds uptime = monotonic();
-    block_->clock.mode = mode;
-    block_->clock.wallOffset = wall.count() - clockBase(block_->clock, CLOCK_REALTIME);
-    block_->clock.monotonicOffset = uptime.count() - clockBase(block_->clock, CLOCK_MONOTONIC);
+    Clock& clock = block_->clock;
+    const Nanoseconds wall = wallClock().count();
+    const Nanoseconds uptime = monotonic().count();
+    clock.mode = mode;
+    clock.wallOffset = wall - clockBase(clock, CLOCK_REALTIME);
+    clock.monotonicOffset = uptime - clockBase(clock, CLOCK_MONOTONIC);
 }
 
 void Gateway::setWallClock(std::time_t seconds, std::chrono::nanoseconds fraction) {
     block_->clock.wallOffset = std::int64_t{seconds} * nanosecondsPerSecond + fraction.count() -
                                clockBase(block_->clock, CLOCK_REALTIME);
-}
-
-void Gateway::setMonotonic(std::chrono::nanoseconds sinceStart) {
-    block_->clock.monotonicOffset = sinceStart.count() - clockBase(block_->clock, CLOCK_MONOTONIC);
 }
 
 std::chrono::nanoseconds Gateway::wallClock() const {
@@ -315,56 +208,26 @@ void Gateway::pass(std::chrono::nanoseconds duration) {
 // --- Panel ---
 
 void Gateway::setPanel(Panel panel) {
-    {
-        const std::lock_guard guard(block_->factsLock);
-        block_->facts.panel = panel;
+    editFacts([panel](Facts& facts) { facts.panel = panel; });
+    writeFile(framebuffer, std::string(videoBytes(panel), '\0') + canary(panel));
+    for (const Path file : {Path::BacklightSsd1306, Path::BacklightSt7565}) {
+        removeFile(pathOf(file));
     }
-    setFramebufferPresent(true);
-    const Backlight fitted = fittedBacklight(panel);
-    for (const Backlight which : {Backlight::Ssd1306, Backlight::St7565}) {
-        setBacklightPresent(which, which == fitted);
-    }
-}
-
-Panel Gateway::panel() const {
-    const std::lock_guard guard(block_->factsLock);
-    return block_->facts.panel;
-}
-
-void Gateway::setFramebufferPresent(bool present) {
-    if (!present) {
-        removeFile(framebuffer);
-        return;
-    }
-    std::filesystem::create_directories(place("/dev"));
-    const Descriptor file(place(framebuffer), O_RDWR | O_CREAT);
-    const std::string contents = std::string(videoBytes(panel()), '\0') + canary(panel());
-    writeAll(file.get(), contents, framebuffer);
-    checked(ftruncate(file.get(), static_cast<off_t>(contents.size())), framebuffer);
+    writeFile(pathOf(fittedBacklight(panel)), bootBrightness);
 }
 
 std::vector<std::uint8_t> Gateway::picture() const {
-    std::vector<std::uint8_t> bytes(videoBytes(panel()));
-    const Descriptor file(place(framebuffer), O_RDONLY);
-    if (pread(file.get(), bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
-        fail(framebuffer);
-    }
-    return bytes;
+    const std::string bytes = contentsOf(place(framebuffer)).substr(0, videoBytes(panel()));
+    return {bytes.begin(), bytes.end()};
 }
 
 void Gateway::fillPicture(std::uint8_t value) {
-    const Descriptor file(place(framebuffer), O_WRONLY);
-    writeAll(file.get(), std::string(videoBytes(panel()), static_cast<char>(value)), framebuffer);
+    std::fstream(place(framebuffer), std::ios::in | std::ios::out)
+        << std::string(videoBytes(panel()), static_cast<char>(value));
 }
 
 bool Gateway::canaryIntact() const {
-    const std::string expected = canary(panel());
-    std::string found(expected.size() + 1, '\0');
-    const Descriptor file(place(framebuffer), O_RDONLY);
-    const ssize_t count =
-        pread(file.get(), found.data(), found.size(), static_cast<off_t>(videoBytes(panel())));
-    return count == static_cast<ssize_t>(expected.size()) &&
-           std::string_view(found).substr(0, expected.size()) == expected;
+    return contentsOf(place(framebuffer)).substr(videoBytes(panel())) == canary(panel());
 }
 
 // --- Backlight ---
@@ -373,29 +236,16 @@ std::optional<std::string> Gateway::brightness() const {
     return brightness(fittedBacklight(panel()));
 }
 
-std::optional<std::string> Gateway::brightness(Backlight which) const {
-    std::optional<std::string> text = readFile(brightnessFile(which));
-    if (text) {
-        text->erase(std::min(text->find('\n'), text->size()));
-    }
-    return text;
-}
-
-void Gateway::setBacklightPresent(Backlight which, bool present) {
-    if (present) {
-        writeFile(brightnessFile(which), bootBrightness);
-    } else {
-        removeFile(brightnessFile(which));
-    }
+std::optional<std::string> Gateway::brightness(Path file) const {
+    std::ifstream text(place(pathOf(file)));
+    std::string level;
+    return std::getline(text, level) ? std::optional(level) : std::nullopt;
 }
 
 // --- Button ---
 
 void Gateway::setButtonPresent(bool present) {
-    if (buttonFd_ >= 0) {
-        ::close(buttonFd_);
-        buttonFd_ = -1;
-    }
+    ::close(std::exchange(buttonFd_, -1));
     removeFile(button);
     keysDown_.reset();
     if (present) {
@@ -404,14 +254,6 @@ void Gateway::setButtonPresent(bool present) {
         // Open for as long as the device is there, so that events wait for their reader.
         buttonFd_ = checked(::open(place(button).c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC), button);
     }
-}
-
-void Gateway::press() {
-    reportKey(buttonCode, 1);
-}
-
-void Gateway::release() {
-    reportKey(buttonCode, 0);
 }
 
 void Gateway::reportKey(std::uint16_t code, std::int32_t value) {
@@ -442,7 +284,7 @@ void Gateway::sendEvent(std::uint16_t type, std::uint16_t code, std::int32_t val
 }
 
 void Gateway::sendEventBytes(std::string_view bytes) {
-    writeAll(buttonFd_, bytes, button);
+    checked(static_cast<int>(::write(buttonFd_, bytes.data(), bytes.size())), button);
 }
 
 void Gateway::dropEvents() {
@@ -465,11 +307,7 @@ void Gateway::writeSnXml(std::string_view seriesNumber, std::string_view model) 
                                        attribute("model", model) + "/>\n</snConfig>\n");
 }
 
-void Gateway::writeVersion(std::string_view contents) {
-    writeFile(pathOf(Path::VersionFile), contents);
-}
-
-void Gateway::writeChannels(std::span<const Channel> channels) {
+void Gateway::writeChannels(const std::vector<Channel>& channels) {
     std::string text = std::string(xmlHead) + "<ChannelConfig>\n";
     for (const Channel& channel : channels) {
         text += "  <Channel" + attribute("No", std::to_string(channel.number)) +
@@ -482,30 +320,21 @@ void Gateway::writeChannels(std::span<const Channel> channels) {
     writeFile(pathOf(Path::ChannelTemplate), text + "</ChannelConfig>\n");
 }
 
-void Gateway::writeChannels(std::initializer_list<Channel> channels) {
-    writeChannels(std::span(channels.begin(), channels.size()));
-}
-
 // Written aside and moved into place, so that no reader meets half a file or a wrong stamp.
 void Gateway::writeFile(std::string_view realPath, std::string_view contents,
                         std::optional<std::time_t> modified) {
     const std::string target = place(realPath);
     const std::string draft = sandbox_ + "/draft";
     std::filesystem::create_directories(std::filesystem::path(target).parent_path());
-    {
-        const Descriptor file(draft, O_WRONLY | O_CREAT | O_TRUNC);
-        writeAll(file.get(), contents, draft);
-        const timespec stamp{modified.value_or(nextStamp()), 0};
-        const timespec stamps[] = {stamp, stamp};
-        checked(futimens(file.get(), stamps), draft);
-    }
+    std::ofstream(draft, std::ios::binary) << contents;
+    setStamp(draft, modified);
     std::filesystem::rename(draft, target);
 }
 
-void Gateway::touchFile(std::string_view realPath, std::optional<std::time_t> modified) {
-    const timespec stamp{modified.value_or(nextStamp()), 0};
+void Gateway::setStamp(const std::string& file, std::optional<std::time_t> modified) {
+    const timespec stamp{modified.value_or(++lastStamp_), 0};
     const timespec stamps[] = {stamp, stamp};
-    checked(utimensat(AT_FDCWD, place(realPath).c_str(), stamps, 0), std::string(realPath));
+    checked(utimensat(AT_FDCWD, file.c_str(), stamps, 0), file);
 }
 
 void Gateway::removeFile(std::string_view realPath) {
@@ -516,136 +345,78 @@ bool Gateway::exists(std::string_view realPath) const {
     return std::filesystem::exists(place(realPath));
 }
 
-std::optional<std::string> Gateway::readFile(std::string_view realPath) const {
-    const Descriptor file(place(realPath), O_RDONLY);
-    if (!file.open()) {
-        return std::nullopt;
+void Gateway::setPresent(std::string_view realPath, bool present) {
+    if (present) {
+        writeFile(realPath, "");
+    } else {
+        removeFile(realPath);
     }
-    std::string contents;
-    std::array<char, pageSize> bytes;
-    ssize_t count = 0;
-    while ((count = ::read(file.get(), bytes.data(), bytes.size())) > 0) {
-        contents.append(bytes.data(), static_cast<std::size_t>(count));
-    }
-    return contents;
 }
 
-std::time_t Gateway::nextStamp() {
-    return ++lastStamp_;
+// --- Network and TF card ---
+
+void Gateway::editFacts(const std::function<void(Facts&)>& edit) {
+    const std::lock_guard guard(block_->factsLock);
+    edit(block_->facts);
 }
 
-// --- Network ---
+Facts Gateway::facts() const {
+    const std::lock_guard guard(block_->factsLock);
+    return block_->facts;
+}
 
 void Gateway::setInterface(std::string_view interfaceName, std::string_view address,
-                           std::string_view netmask) {
-    InterfaceEntry entry = interfaceEntry(interfaceName, AF_INET);
-    parseAddress(address, entry.address);
-    parseAddress(netmask, entry.netmask);
-    const std::lock_guard guard(block_->factsLock);
-    auto& entries = block_->facts.interfaces;
-    if (const InterfaceEntry* known = entryOf(entries, interfaceName)) {
-        entry.flags = known->flags;
+                           unsigned prefix) {
+    InterfaceEntry entry{};
+    entry.present = entry.hasAddress = entry.hasNetmask = 1;
+    entry.family = AF_INET;
+    entry.flags = IFF_UP | IFF_RUNNING;
+    interfaceName.copy(entry.name, sizeof entry.name - 1);
+    const in_addr_t netmask = htonl(static_cast<in_addr_t>(~(UINT64_MAX >> 32 >> prefix)));
+    std::memcpy(entry.netmask, &netmask, sizeof netmask);
+    if (inet_pton(AF_INET, std::string(address).c_str(), entry.address) != 1) {
+        throw std::invalid_argument("not an IPv4 address: " + std::string(address));
     }
-    auto* found =
-        std::find_if(std::begin(entries), std::end(entries),
-                     [&](const InterfaceEntry& other) { return isIpv4Of(other, interfaceName); });
-    if (found == std::end(entries)) {
-        found = std::find_if(std::begin(entries), std::end(entries),
-                             [](const InterfaceEntry& other) { return other.present == 0; });
-    }
-    if (found == std::end(entries)) {
-        throw std::length_error("too many interfaces");
-    }
-    *found = entry;
-}
-
-void Gateway::removeAddress(std::string_view interfaceName) {
-    const std::lock_guard guard(block_->factsLock);
-    for (InterfaceEntry& entry : block_->facts.interfaces) {
-        if (isIpv4Of(entry, interfaceName)) {
-            entry = {};
+    editFacts([&](Facts& facts) {
+        auto& entries = facts.interfaces;
+        for (const InterfaceEntry& other : entries) {
+            entry.flags = interfaceName == other.name ? other.flags : entry.flags;
         }
-    }
+        auto* place = std::find_if(std::begin(entries), std::end(entries), [&](const auto& other) {
+            return other.family == AF_INET && interfaceName == other.name;
+        });
+        if (place == std::end(entries)) {
+            place = std::find_if(std::begin(entries), std::end(entries),
+                                 [](const auto& other) { return other.present == 0; });
+        }
+        if (place == std::end(entries)) {
+            throw std::length_error("too many interfaces");
+        }
+        *place = entry;
+    });
 }
 
 void Gateway::removeInterface(std::string_view interfaceName) {
-    const std::lock_guard guard(block_->factsLock);
-    for (InterfaceEntry& entry : block_->facts.interfaces) {
-        if (interfaceName == entry.name) {
-            entry = {};
-        }
-    }
-}
-
-bool Gateway::hasAddress(std::string_view interfaceName) const {
-    const std::lock_guard guard(block_->factsLock);
-    return std::any_of(
-        std::begin(block_->facts.interfaces), std::end(block_->facts.interfaces),
-        [interfaceName](const InterfaceEntry& entry) { return isIpv4Of(entry, interfaceName); });
-}
-
-void Gateway::setCable(std::string_view interfaceName, bool plugged) {
-    const std::lock_guard guard(block_->factsLock);
-    for (InterfaceEntry& entry : block_->facts.interfaces) {
-        if (entry.present != 0 && interfaceName == entry.name) {
-            entry.flags = plugged ? entry.flags | IFF_RUNNING : entry.flags & ~IFF_RUNNING;
-        }
-    }
-}
-
-bool Gateway::hasCable(std::string_view interfaceName) const {
-    const std::lock_guard guard(block_->factsLock);
-    const InterfaceEntry* entry = entryOf(block_->facts.interfaces, interfaceName);
-    return entry != nullptr && (entry->flags & IFF_RUNNING) != 0;
-}
-
-bool Gateway::hasInterface(std::string_view interfaceName) const {
-    const std::lock_guard guard(block_->factsLock);
-    return entryOf(block_->facts.interfaces, interfaceName) != nullptr;
-}
-
-std::string Gateway::address(std::string_view interfaceName) const {
-    const std::lock_guard guard(block_->factsLock);
-    for (const InterfaceEntry& entry : block_->facts.interfaces) {
-        if (isIpv4Of(entry, interfaceName)) {
-            int prefix = 0;
-            for (const std::uint8_t byte : entry.netmask) {
-                prefix += std::popcount(byte);
-            }
-            std::array<char, INET_ADDRSTRLEN> text{};
-            inet_ntop(AF_INET, entry.address, text.data(), text.size());
-            return std::string(text.data()) + "/" + std::to_string(prefix);
-        }
-    }
-    return {};
-}
-
-void Gateway::setOnlyLinks(std::initializer_list<const char*> interfaceNames) {
-    std::vector<InterfaceEntry> entries;
-    for (const char* interfaceName : interfaceNames) {
-        entries.push_back(interfaceEntry(interfaceName, AF_PACKET));
-    }
-    setInterfaceEntries(entries);
+    editFacts([interfaceName](Facts& facts) {
+        std::replace_if(
+            std::begin(facts.interfaces), std::end(facts.interfaces),
+            [interfaceName](const InterfaceEntry& entry) { return interfaceName == entry.name; },
+            InterfaceEntry{});
+    });
 }
 
 void Gateway::setInterfaceEntries(std::span<const InterfaceEntry> entries) {
     if (entries.size() > interfaceCount) {
         throw std::length_error("too many interfaces");
     }
-    const std::lock_guard guard(block_->factsLock);
-    std::fill(std::begin(block_->facts.interfaces), std::end(block_->facts.interfaces),
-              InterfaceEntry{});
-    std::copy(entries.begin(), entries.end(), block_->facts.interfaces);
+    editFacts([entries](Facts& facts) {
+        auto* end = std::copy(entries.begin(), entries.end(), facts.interfaces);
+        std::fill(end, std::end(facts.interfaces), InterfaceEntry{});
+    });
 }
 
-// --- TF card ---
-
 void Gateway::setTfCard(bool inserted) {
-    if (inserted) {
-        writeFile(tfDevice, "");
-    } else {
-        removeFile(tfDevice);
-    }
+    setPresent(pathOf(Path::TfDevice), inserted);
     if (inserted) {
         setTfMounted(true);
     }
@@ -653,125 +424,48 @@ void Gateway::setTfCard(bool inserted) {
 
 void Gateway::setTfMounted(bool mounted) {
     if (mounted) {
-        std::filesystem::create_directories(place(tfMount));
+        std::filesystem::create_directories(place(pathOf(Path::TfMount)));
     } else {
-        removeFile(tfMount);
+        removeFile(pathOf(Path::TfMount));
     }
 }
 
-bool Gateway::tfInserted() const {
-    return exists(tfDevice);
-}
-
-bool Gateway::tfMounted() const {
-    return exists(tfMount);
-}
-
-std::pair<std::uint64_t, std::uint64_t> Gateway::tfMegabytes() const {
-    const std::lock_guard guard(block_->factsLock);
-    const TfFigures& tf = block_->facts.tf;
-    return {tf.blocks / blocksPerMegabyte, tf.blocksFree / blocksPerMegabyte};
-}
-
-void Gateway::setTfFigures(const TfFigures& figures) {
-    const std::lock_guard guard(block_->factsLock);
-    block_->facts.tf = figures;
-}
-
 void Gateway::setTfMegabytes(std::uint32_t freeMb, std::uint32_t totalMb) {
-    const std::uint64_t freeBlocks = std::uint64_t{freeMb} * blocksPerMegabyte;
-    setTfFigures({tfBlockSize, std::uint64_t{totalMb} * blocksPerMegabyte, freeBlocks, freeBlocks});
+    const std::uint64_t freeBlocks = std::uint64_t{freeMb} * tfBlocksPerMegabyte;
+    setTfFigures(
+        {tfBlockSize, std::uint64_t{totalMb} * tfBlocksPerMegabyte, freeBlocks, freeBlocks});
 }
 
 // --- Modem ---
 
-void Gateway::setModemPresent(bool present) {
-    if (present) {
-        writeFile(modemDevice, "");
-    } else {
-        removeFile(modemDevice);
-    }
-}
-
-bool Gateway::modemPresent() const {
-    return exists(modemDevice);
-}
-
-void Gateway::editModem(const std::function<void(ModemFacts&)>& edit) {
-    const std::lock_guard guard(block_->factsLock);
-    edit(block_->facts.modem);
-}
-
-ModemFacts Gateway::modem() const {
-    const std::lock_guard guard(block_->factsLock);
-    return block_->facts.modem;
-}
-
-namespace {
-
-void addReply(ModemScript& script, const Reply& reply, std::size_t& steps, std::size_t& bytes) {
-    if (script.rowCount == scriptRowCount || steps + reply.steps.size() > scriptStepCount ||
-        reply.command.size() >= sizeof ScriptRow::command) {
-        throw std::length_error("modem script too long");
-    }
-    ScriptRow& row = script.rows[script.rowCount++];
-    reply.command.copy(row.command, reply.command.size());
-    row.firstStep = static_cast<std::uint16_t>(steps);
-    row.stepCount = static_cast<std::uint16_t>(reply.steps.size());
-    row.uses = reply.uses;
-    for (const ReplyStep& step : reply.steps) {
-        if (bytes + step.bytes.size() > scriptByteCount) {
+void Gateway::scriptModem(const std::vector<Reply>& replies) {
+    ModemScript script{};
+    for (const Reply& reply : replies) {
+        ScriptRow& row = script.rows[script.rowCount++];
+        if (script.rowCount > std::size(script.rows) || reply.steps.size() > std::size(row.steps)) {
             throw std::length_error("modem script too long");
         }
-        script.steps[steps++] = {static_cast<std::uint32_t>(step.delay.count()),
-                                 static_cast<std::uint32_t>(bytes),
-                                 static_cast<std::uint32_t>(step.bytes.size()), step.hangUp};
-        step.bytes.copy(script.bytes + bytes, step.bytes.size());
-        bytes += step.bytes.size();
+        reply.command.copy(row.command, sizeof row.command - 1);
+        row.uses = static_cast<std::int16_t>(reply.uses == 0 ? -1 : reply.uses);
+        for (const ReplyStep& step : reply.steps) {
+            ScriptStep& copy = row.steps[row.stepCount++];
+            copy.delayUs = static_cast<std::uint32_t>(step.delay.count());
+            copy.hangUp = step.hangUp;
+            copy.length = static_cast<std::uint8_t>(step.bytes.copy(copy.bytes, sizeof copy.bytes));
+        }
     }
-}
-
-} // namespace
-
-void Gateway::scriptModem(std::span<const Reply> replies) {
-    ModemScript script{};
-    std::size_t steps = 0;
-    std::size_t bytes = 0;
-    for (const Reply& reply : replies) {
-        addReply(script, reply, steps, bytes);
-    }
-    editModem([&script](ModemFacts& facts) {
-        script.generation = facts.script.generation + 1;
-        facts.script = script;
-    });
-}
-
-void Gateway::scriptModem(std::initializer_list<Reply> replies) {
-    scriptModem(std::span(replies.begin(), replies.size()));
-}
-
-std::vector<Utterance> Gateway::transcript() const {
-    std::vector<Utterance> utterances;
-    const std::uint32_t total = block_->transcript.total;
-    for (std::uint32_t i = total - std::min<std::uint32_t>(total, transcriptCount); i < total;
-         ++i) {
-        const TranscriptEntry& entry = block_->transcript.entries[i % transcriptCount];
-        utterances.push_back({std::chrono::nanoseconds(entry.at), entry.fromModem != 0,
-                              std::string(entry.bytes, entry.length)});
-    }
-    return utterances;
+    editModem([&script](ModemFacts& facts) { facts.script = script; });
 }
 
 std::string Gateway::sentToModem() const {
     std::string bytes;
-    for (const Utterance& utterance : transcript()) {
-        bytes += utterance.fromModem ? "" : utterance.bytes;
+    const SentBytes& sent = block_->sentToModem;
+    const std::uint32_t total = sent.total;
+    const auto kept = std::min<std::uint32_t>(total - sentBefore_, sizeof sent.bytes);
+    for (std::uint32_t i = total - kept; i < total; ++i) {
+        bytes += sent.bytes[i % sizeof sent.bytes];
     }
     return bytes;
-}
-
-void Gateway::clearTranscript() {
-    block_->transcript.total = 0;
 }
 
 std::vector<LineSettings> Gateway::lineSettings() const {
@@ -818,6 +512,22 @@ bool Gateway::takeLogLine() {
 
 // --- What the process did ---
 
+const char* name(Call call) {
+    static constexpr const char* names[] = {
+        "open",         "close",   "write",          "ioctl",      "mmap",
+        "stat",         "access",  "statfs",         "getifaddrs", "freeifaddrs",
+        "msgget",       "msgrcv",  "popen",          "pclose",     "clock_gettime",
+        "gettimeofday", "usleep",  "select",         "tcgetattr",  "tcsetattr",
+        "tcdrain",      "tcflush", "pthread_create", "malloc",     "read",
+    };
+    static_assert(std::size(names) == callCount);
+    return names[static_cast<std::size_t>(call)];
+}
+
+const char* name(Path path) {
+    return path == Path::None ? "none" : path == Path::Refused ? "refused" : pathOf(path).data();
+}
+
 std::uint64_t Gateway::calls(Call call) const {
     std::uint64_t sum = 0;
     for (const auto& count : block_->calls[static_cast<std::size_t>(call)]) {
@@ -838,26 +548,6 @@ std::uint64_t Gateway::calls(Path path) const {
     return sum;
 }
 
-void Gateway::resetCounters() {
-    for (auto& row : block_->calls) {
-        for (auto& count : row) {
-            count = 0;
-        }
-    }
-}
-
-int Gateway::lastOpenFlags(Path path) const {
-    return block_->lastOpenFlags[static_cast<std::size_t>(path)];
-}
-
-std::uint32_t Gateway::popenCount() const {
-    return block_->popen.count;
-}
-
-std::string Gateway::lastPopen() const {
-    return block_->popen.lastCommand;
-}
-
 // --- Faults ---
 
 FaultId Gateway::failCall(Call call, int error, std::uint32_t nth, bool persistent, Path path) {
@@ -876,16 +566,6 @@ FaultId Gateway::failCall(Call call, int error, std::uint32_t nth, bool persiste
         return static_cast<FaultId>(&fault - block_->faults);
     }
     throw std::length_error("too many planned faults");
-}
-
-std::uint32_t Gateway::faultHits(FaultId fault) const {
-    return block_->faults[fault].hits;
-}
-
-void Gateway::clearFaults() {
-    for (Fault& fault : block_->faults) {
-        fault.armed = 0;
-    }
 }
 
 } // namespace sim

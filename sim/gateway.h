@@ -5,29 +5,25 @@
 // so any number of them live side by side; all is removed with it. A harness uses one gateway from
 // one thread. Setting up fails loudly: what cannot be made throws std::system_error.
 
-#include "sim/control.h"
+#include "sim/places.h"
 
+#include <algorithm>
 #include <bitset>
 #include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <functional>
-#include <initializer_list>
 #include <linux/input-event-codes.h>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace sim {
 
 inline constexpr Panel panel64{128, 64, 1};
 inline constexpr Panel panel32{128, 32, 1};
-
-// The two brightness files.
-enum class Backlight : std::uint8_t { Ssd1306, St7565 };
 
 // Settings of one serial channel as the template gives them.
 struct Channel {
@@ -54,13 +50,6 @@ struct Reply {
     std::uint16_t uses = 0;
 };
 
-// A piece of the conversation with the modem.
-struct Utterance {
-    std::chrono::nanoseconds at; // monotonic clock
-    bool fromModem;
-    std::string bytes;
-};
-
 // Identifies a planned failure.
 using FaultId = std::size_t;
 
@@ -82,7 +71,7 @@ class Gateway {
     const ControlBlock& control() const { return *block_; }
 
     // The place in the sandbox that stands for an absolute path of the real gateway.
-    std::string place(std::string_view realPath) const;
+    std::string place(std::string_view realPath) const { return sandbox_ + std::string(realPath); }
 
     // --- Clock ---
 
@@ -90,8 +79,6 @@ class Gateway {
     void setClockMode(ClockMode mode);
     // Sets the wall clock; it goes on from there. The monotonic clock is not touched.
     void setWallClock(std::time_t seconds, std::chrono::nanoseconds fraction = {});
-    // Sets the monotonic clock; sleeping threads keep their remaining time.
-    void setMonotonic(std::chrono::nanoseconds sinceStart);
     std::chrono::nanoseconds wallClock() const;
     std::chrono::nanoseconds monotonic() const;
     // In a program with the attached interposer: sleeps that long on the virtual clock. Other
@@ -102,9 +89,7 @@ class Gateway {
 
     // Another panel: new framebuffer contents and backlight file. Only while no daemon runs.
     void setPanel(Panel panel);
-    Panel panel() const;
-    // Removes /dev/fb0 or makes it again, blank.
-    void setFramebufferPresent(bool present);
+    Panel panel() const { return facts().panel; }
     // The bytes of the panel's video memory as they stand.
     std::vector<std::uint8_t> picture() const;
     // Fills the video memory, to tell "drawn dark" from "untouched".
@@ -114,17 +99,16 @@ class Gateway {
 
     // --- Backlight ---
 
-    // What the brightness file of the fitted panel, or of the one named, answers, without its line
-    // feed; nullopt when missing.
+    // What the brightness file of the fitted panel, or of another, answers, without its line feed;
+    // nullopt when missing.
     std::optional<std::string> brightness() const;
-    std::optional<std::string> brightness(Backlight which) const;
-    void setBacklightPresent(Backlight which, bool present);
+    std::optional<std::string> brightness(Path file) const;
 
     // --- Button ---
 
     // A press or release of the button with the synchronisation event that follows it.
-    void press();
-    void release();
+    void press() { reportKey(BTN_0, 1); }
+    void release() { reportKey(BTN_0, 0); }
     // What the driver reports of a key. The kernel's input layer passes on changes between 0 (up)
     // and anything else (down), and every 2, which is a repetition; other reports give no event.
     void reportKey(std::uint16_t code, std::int32_t value);
@@ -141,74 +125,56 @@ class Gateway {
 
     void writeSysXml(std::string_view gatewayAddress, std::string_view cascade = "0");
     void writeSnXml(std::string_view seriesNumber, std::string_view model);
-    // The whole contents of the version file.
-    void writeVersion(std::string_view contents);
-    void writeChannels(std::span<const Channel> channels);
-    void writeChannels(std::initializer_list<Channel> channels);
+    // The whole contents.
+    void writeVersion(std::string_view contents) { writeFile(pathOf(Path::VersionFile), contents); }
+    void writeChannels(const std::vector<Channel>& channels);
     // Any file by its path on the real gateway, folders made as needed, with the modification time
     // given or the next unused second.
     void writeFile(std::string_view realPath, std::string_view contents,
                    std::optional<std::time_t> modified = std::nullopt);
-    void touchFile(std::string_view realPath, std::optional<std::time_t> modified = std::nullopt);
+    void touchFile(std::string_view realPath, std::optional<std::time_t> modified = std::nullopt) {
+        setStamp(place(realPath), modified);
+    }
     void removeFile(std::string_view realPath);
     bool exists(std::string_view realPath) const;
-    std::optional<std::string> readFile(std::string_view realPath) const;
 
-    // --- Network ---
+    // --- Network and TF card ---
+
+    // Changes the facts that the control block holds, under their lock.
+    void editFacts(const std::function<void(Facts&)>& edit);
+    Facts facts() const;
 
     // Gives the interface this IPv4 address; changes the first IPv4 entry of that name or adds one.
     void setInterface(std::string_view interfaceName, std::string_view address,
-                      std::string_view netmask = "255.255.255.0");
-    // Takes its IPv4 addresses away; the interface stays.
-    void removeAddress(std::string_view interfaceName);
+                      unsigned prefix = 24);
     // Takes every entry of that name away, as when a data link ends.
     void removeInterface(std::string_view interfaceName);
-    // Whether the list has an IPv4 entry of that name.
-    bool hasAddress(std::string_view interfaceName) const;
-    // Pulls the interface's cable or plugs it in. As in the kernel the addresses stay: only the
-    // interface's flag IFF_RUNNING comes and goes.
-    void setCable(std::string_view interfaceName, bool plugged);
-    bool hasCable(std::string_view interfaceName) const;
-    // Whether the list has an entry of that name.
-    bool hasInterface(std::string_view interfaceName) const;
-    // Its IPv4 address with the length of its netmask, as "10.0.0.5/16"; empty without one.
-    std::string address(std::string_view interfaceName) const;
-    // Links of these names and nothing else.
-    void setOnlyLinks(std::initializer_list<const char*> interfaceNames);
     // The exact list, in this order.
     void setInterfaceEntries(std::span<const InterfaceEntry> entries);
-
-    // --- TF card ---
 
     // An inserted card is mounted. Of a pulled one the device node goes at once; its mount stays,
     // and statfs answers, until setTfMounted takes it away.
     void setTfCard(bool inserted);
     // The mount point, with whatever device node there is.
     void setTfMounted(bool mounted);
-    bool tfInserted() const;
-    bool tfMounted() const;
-    // MB in all and free.
-    std::pair<std::uint64_t, std::uint64_t> tfMegabytes() const;
-    void setTfFigures(const TfFigures& figures);
+    void setTfFigures(const TfFigures& figures) {
+        editFacts([&figures](Facts& facts) { facts.tf = figures; });
+    }
     // Figures that show as these sizes, blocks of 4096 bytes; rounded to 4 MiB.
     void setTfMegabytes(std::uint32_t freeMb, std::uint32_t totalMb);
 
     // --- Modem ---
 
-    void setModemPresent(bool present);
-    bool modemPresent() const;
-    // Changes facts under their lock; in force from the modem's next answer on.
-    void editModem(const std::function<void(ModemFacts&)>& edit);
-    // A copy of the facts as they stand.
-    ModemFacts modem() const;
+    void setModemPresent(bool present) { setPresent(pathOf(Path::ModemPort), present); }
+    // Changes its facts under their lock; in force from the modem's next answer on.
+    void editModem(const std::function<void(ModemFacts&)>& edit) {
+        editFacts([&edit](Facts& facts) { edit(facts.modem); });
+    }
     // Exact replies; an empty list gives the modem its own answers back.
-    void scriptModem(std::span<const Reply> replies);
-    void scriptModem(std::initializer_list<Reply> replies);
-    // The conversation so far (its newest part when it is long), oldest first.
-    std::vector<Utterance> transcript() const;
-    // All bytes that the modem was sent.
+    void scriptModem(const std::vector<Reply>& replies);
+    // All bytes that the modem was sent since `clearTranscript`, the newest when they are many.
     std::string sentToModem() const;
-    void clearTranscript();
+    void clearTranscript() { sentBefore_ = block_->sentToModem.total; }
     // What the tcsetattr calls on the port asked for, oldest first, at most the last 16.
     std::vector<LineSettings> lineSettings() const;
 
@@ -232,11 +198,12 @@ class Gateway {
     std::uint64_t calls(Call call, Path path) const;
     // Calls of any kind on this place.
     std::uint64_t calls(Path path) const;
-    void resetCounters();
+    void resetCounters() { std::fill_n(&block_->calls[0][0], callCount * pathCount, 0); }
     // Flags of the last open of this place.
-    int lastOpenFlags(Path path) const;
-    std::uint32_t popenCount() const;
-    std::string lastPopen() const;
+    int lastOpenFlags(Path path) const {
+        return block_->lastOpenFlags[static_cast<std::size_t>(path)];
+    }
+    std::uint32_t popenCount() const { return block_->popenCount; }
 
     // --- Faults ---
 
@@ -245,13 +212,18 @@ class Gateway {
     FaultId failCall(Call call, int error, std::uint32_t nth = 1, bool persistent = false,
                      Path path = Path::None);
     // How many calls the planned failure has hit.
-    std::uint32_t faultHits(FaultId fault) const;
-    void clearFaults();
+    std::uint32_t faultHits(FaultId fault) const { return block_->faults[fault].hits; }
+    void clearFaults() {
+        for (Fault& fault : block_->faults) {
+            fault.armed = 0;
+        }
+    }
 
   private:
     void makeControlBlock();
     void makeQueue();
-    std::time_t nextStamp();
+    void setStamp(const std::string& file, std::optional<std::time_t> modified);
+    void setPresent(std::string_view realPath, bool present);
 
     std::string sandbox_;
     ControlBlock* block_ = nullptr;
@@ -259,6 +231,7 @@ class Gateway {
     int buttonFd_ = -1;
     std::bitset<KEY_CNT> keysDown_; // as the input layer knows them
     std::time_t lastStamp_;
+    std::uint32_t sentBefore_ = 0; // bytes to the modem, when the transcript was cleared
     bool attached_ = false;
 };
 

@@ -36,35 +36,27 @@ constexpr std::uint8_t bit(Command command) {
 }
 inline constexpr std::uint8_t everyCommand = 0xff;
 
-inline constexpr std::size_t modemTextSize = 160;
-inline constexpr std::size_t scriptRowCount = 32;
-inline constexpr std::size_t scriptStepCount = 128;
-inline constexpr std::size_t scriptByteCount = 32768;
-
 // A step of a scripted reply: bytes that arrive together.
 struct ScriptStep {
     std::uint32_t delayUs; // after the step before it, or after the command
-    std::uint32_t offset;  // of its bytes in `ModemScript::bytes`
-    std::uint32_t length;
-    bool hangUp; // the far end closes the line after these bytes, reads then return 0
+    bool hangUp;           // the far end closes the line after these bytes, reads then return 0
+    std::uint8_t length;
+    char bytes[62];
 };
 
 // One scripted reply.
 struct ScriptRow {
     char command[64]; // without its line end; several lines joined match one write of them all
-    std::uint16_t firstStep;
     std::uint16_t stepCount; // 0: no answer at all
-    std::uint16_t uses;      // how often the row answers; 0: always
+    std::int16_t uses;       // how often the row answers yet; below 0: always
+    ScriptStep steps[64];
 };
 
 // Exact replies that take the place of the modem's own. The first row that has its command and is
 // not used up answers; a command without a row is answered from the facts.
 struct ModemScript {
-    std::uint32_t generation; // a new value makes every row fresh again
     std::uint16_t rowCount;
-    ScriptRow rows[scriptRowCount];
-    ScriptStep steps[scriptStepCount];
-    char bytes[scriptByteCount];
+    ScriptRow rows[8];
 };
 
 // What the modem is like. All zero is not sensible: start from `ordinaryModem`.
@@ -83,8 +75,6 @@ struct ModemFacts {
                                     // caller can flush its input, and is lost with it
     std::uint16_t chunkBytes;       // answers arrive in pieces of so many bytes; 0: whole
     std::uint32_t chunkGapUs;       // between two pieces
-    std::uint32_t chatterPeriodUs;  // `chatter` comes again and again from the opening; 0: never
-    char chatter[modemTextSize];
     ModemScript script;
 };
 
@@ -93,23 +83,22 @@ void ordinaryModem(ModemFacts& modem);
 
 // One arrival at the port.
 struct ModemChunk {
-    Nanoseconds due;
-    bool hangUp;
+    bool hangUp;            // after the bytes
     std::string_view bytes; // valid until the modem is used again
 };
 
 class Modem {
   public:
-    // The port has been opened: what was still to arrive and is due by now is lost, the counts of
-    // leading zeros start again and chatter begins.
-    void opened(const ModemFacts& facts, Nanoseconds now);
+    // The port has been opened: what was still to arrive and is due by now is lost, and the counts
+    // of leading zeros start again.
+    void opened(Nanoseconds now);
 
     // Takes the bytes of one or more writes. Complete lines are answered; an incomplete one waits
-    // for its end.
-    void feed(const ModemFacts& facts, std::string_view bytes, Nanoseconds now);
+    // for its end. Counts the uses of scripted replies.
+    void feed(ModemFacts& facts, std::string_view bytes, Nanoseconds now);
 
     // When the next chunk arrives, or `never`.
-    Nanoseconds nextDue() const;
+    Nanoseconds nextDue() const { return pieceTotal_ > 0 ? pieces_[0].due : never; }
 
     // Takes the earliest chunk that is due by `now` out of the schedule; false when there is none.
     bool take(Nanoseconds now, ModemChunk& chunk);
@@ -122,17 +111,15 @@ class Modem {
     struct Piece {
         Nanoseconds due;
         bool hangUp;
-        std::uint8_t length;
+        std::size_t length;
         std::array<char, pieceSize> bytes;
     };
 
     // `at` moves on to the end of the answer: the next one follows it.
     void answer(const ModemFacts& facts, std::string_view line, Nanoseconds& at);
-    bool answerFromScript(const ModemFacts& facts, std::string_view command, Nanoseconds now);
+    bool answerFromScript(ModemScript& script, std::string_view command, Nanoseconds now);
     std::int32_t numberFor(const ModemFacts& facts, Command command);
-    void schedule(std::string_view bytes, Nanoseconds due);
-    void insert(const Piece& piece);
-    void scheduleSplit(const ModemFacts& facts, std::string_view bytes, Nanoseconds& due);
+    void schedule(std::string_view bytes, Nanoseconds due, bool hangUp = false);
 
     std::array<Piece, pieceCount> pieces_{}; // ascending by `due`
     std::size_t pieceTotal_ = 0;
@@ -141,11 +128,6 @@ class Modem {
     std::size_t lineLength_ = 0;
     std::uint32_t csqAnswers_ = 0;
     std::uint32_t modeAnswers_ = 0;
-    std::uint32_t scriptGeneration_ = 0;
-    std::array<std::uint16_t, scriptRowCount> scriptUses_{};
-    Nanoseconds chatterDue_ = never;
-    Nanoseconds chatterPeriod_ = 0;
-    std::array<char, modemTextSize> chatterText_{};
 };
 
 } // namespace sim

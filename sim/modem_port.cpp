@@ -6,9 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <mutex>
 #include <poll.h>
@@ -31,25 +29,6 @@ constexpr int slowLooks = 1000;
 // So many bytes wait in a terminal at most; what arrives after them is lost.
 constexpr int terminalCapacity = 4095;
 
-constinit NextCall<int(const char*, int, ...)> nextOpen{"open"};
-constinit NextCall<int(int)> nextClose{"close"};
-constinit NextCall<ssize_t(int, const void*, std::size_t)> nextWrite{"write"};
-constinit NextCall<int(int, termios*)> nextTcgetattr{"tcgetattr"};
-
-void record(ControlBlock& block, bool fromModem, std::string_view bytes) {
-    const Nanoseconds now = monotonicNow(block);
-    while (!bytes.empty()) {
-        TranscriptEntry& entry = block.transcript.entries[block.transcript.total % transcriptCount];
-        const std::size_t length = std::min(bytes.size(), sizeof entry.bytes);
-        entry.at = now;
-        entry.fromModem = fromModem ? 1 : 0;
-        entry.length = static_cast<std::uint8_t>(length);
-        std::memcpy(entry.bytes, bytes.data(), length);
-        ++block.transcript.total;
-        bytes.remove_prefix(length);
-    }
-}
-
 int waitingInput(int descriptor) {
     int count = 0;
     return ioctl(descriptor, FIONREAD, &count) == 0 ? count : 0;
@@ -62,7 +41,7 @@ bool readable(int descriptor) {
 
 bool inLineMode(int descriptor) {
     termios settings{};
-    return nextTcgetattr(descriptor, &settings) != 0 || (settings.c_lflag & ICANON) != 0;
+    return callNext<"tcgetattr">(descriptor, &settings) != 0 || (settings.c_lflag & ICANON) != 0;
 }
 
 // Waits until so many bytes can be read. The kernel carries them there in its own time; without
@@ -82,23 +61,16 @@ void awaitInput(int descriptor, int count) {
 
 } // namespace
 
-int ModemPort::open(ControlBlock& block, int flags) {
-    std::array<char, sizeof block.sandbox + 16> file{};
-    std::snprintf(file.data(), file.size(), "%s/dev/mux3", block.sandbox);
-    if (access(file.data(), F_OK) != 0) {
-        errno = ENOENT;
-        return -1;
-    }
-    if (master_ < 0 && !makeLine()) {
-        return -1;
-    }
+int ModemPort::open(ControlBlock& block, const char* node, int flags) {
     std::array<char, 64> slave{};
-    if (ptsname_r(master_, slave.data(), slave.size()) != 0) {
+    if (callNext<"access">(node, F_OK) != 0 || (master_ < 0 && !makeLine()) ||
+        ptsname_r(master_, slave.data(), slave.size()) != 0) {
         return -1;
     }
-    const int descriptor = nextOpen(slave.data(), flags);
+    const int descriptor =
+        callNext<"openat">(AT_FDCWD, static_cast<const char*>(slave.data()), flags);
     const std::lock_guard guard(block.factsLock);
-    modem_.opened(block.facts.modem, monotonicNow(block));
+    modem_.opened(monotonicNow(block));
     return descriptor;
 }
 
@@ -108,7 +80,7 @@ bool ModemPort::makeLine() {
         return false;
     }
     master_ = fcntl(made, F_DUPFD_CLOEXEC, lowestMaster);
-    nextClose(made);
+    callNext<"close">(made);
     if (master_ < 0) {
         return false;
     }
@@ -120,7 +92,7 @@ bool ModemPort::makeLine() {
 
 void ModemPort::closed() {
     if (master_ >= 0) {
-        nextClose(master_);
+        callNext<"close">(master_);
         master_ = -1;
     }
 }
@@ -136,8 +108,11 @@ void ModemPort::hearWrites(ControlBlock& block) {
         }
         heardBytes_ += static_cast<std::size_t>(count);
         const std::string_view heard(bytes.data(), static_cast<std::size_t>(count));
-        record(block, false, heard);
         const std::lock_guard guard(block.factsLock);
+        for (const char byte : heard) {
+            SentBytes& sent = block.sentToModem;
+            sent.bytes[sent.total++ % sizeof sent.bytes] = byte;
+        }
         modem_.feed(block.facts.modem, heard, monotonicNow(block));
     }
     heardBytes_ = writtenBytes_;
@@ -147,23 +122,19 @@ void ModemPort::exchange(ControlBlock& block, int descriptor) {
     hearWrites(block);
     ModemChunk chunk{};
     while (modem_.take(monotonicNow(block), chunk)) {
-        deliver(block, descriptor, chunk);
+        deliver(descriptor, chunk);
     }
 }
 
-void ModemPort::deliver(ControlBlock& block, int descriptor, const ModemChunk& chunk) {
-    if (master_ < 0) {
-        return;
+void ModemPort::deliver(int descriptor, const ModemChunk& chunk) {
+    const int before = waitingInput(descriptor);
+    const auto written = callNext<"write", ssize_t>(
+        master_, static_cast<const void*>(chunk.bytes.data()), chunk.bytes.size());
+    if (written > 0 && !inLineMode(descriptor)) {
+        awaitInput(descriptor, std::min(before + static_cast<int>(written), terminalCapacity));
     }
     if (chunk.hangUp) {
         closed();
-        return;
-    }
-    record(block, true, chunk.bytes);
-    const int before = waitingInput(descriptor);
-    const ssize_t written = nextWrite(master_, chunk.bytes.data(), chunk.bytes.size());
-    if (written > 0 && !inLineMode(descriptor)) {
-        awaitInput(descriptor, std::min(before + static_cast<int>(written), terminalCapacity));
     }
 }
 

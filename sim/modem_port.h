@@ -16,9 +16,9 @@ namespace sim {
 
 class ModemPort {
   public:
-    // Opens the port with these flags; -1 with errno when it is missing. A second descriptor of an
-    // open port shares its line.
-    int open(ControlBlock& block, int flags);
+    // Opens the port with these flags; -1 with errno when its device node is missing. A second
+    // descriptor of an open port shares its line.
+    int open(ControlBlock& block, const char* node, int flags);
 
     // To be called after the last descriptor has been closed: the line goes down.
     void closed();
@@ -36,7 +36,7 @@ class ModemPort {
   private:
     bool makeLine();
     void hearWrites(ControlBlock& block);
-    void deliver(ControlBlock& block, int descriptor, const ModemChunk& chunk);
+    void deliver(int descriptor, const ModemChunk& chunk);
 
     Modem modem_;
     int master_ = -1;

@@ -9,11 +9,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <string_view>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace sim {
@@ -21,27 +20,12 @@ namespace sim {
 namespace {
 
 constexpr std::chrono::milliseconds settleStep{50};
-constexpr std::chrono::seconds settlePatience{30};
+constexpr int settleSteps = 600;
+using Real = std::chrono::steady_clock;
+
 // Real time between two looks at the process and its pipes.
 constexpr std::chrono::milliseconds lookPeriod{2};
 constexpr int cannotExecute = 127;
-
-// Real time: the library's clock and sleep may be interposed in this program too.
-std::chrono::nanoseconds realNow() {
-    timespec time{};
-    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &time);
-    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-}
-
-timespec toTimespec(std::chrono::nanoseconds duration) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
-    return {static_cast<time_t>(seconds.count()), static_cast<long>((duration - seconds).count())};
-}
-
-void realSleep(std::chrono::nanoseconds duration) {
-    const timespec time = toTimespec(duration);
-    syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &time, nullptr);
-}
 
 // A pipe whose reading end neither blocks nor is inherited.
 struct Pipe {
@@ -54,27 +38,6 @@ struct Pipe {
 
     std::array<int, 2> ends;
 };
-
-// The harness's environment with these variables in place of its own.
-std::vector<std::string>
-environmentWith(const std::vector<std::pair<std::string, std::string>>& variables) {
-    std::vector<std::string> result;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string_view text(*entry);
-        const std::string_view variable = text.substr(0, text.find('='));
-        const bool replaced =
-            std::any_of(variables.begin(), variables.end(),
-                        [variable](const auto& other) { return other.first == variable; });
-        if (!replaced) {
-            result.emplace_back(text);
-        }
-    }
-    for (const auto& [variable, value] : variables) {
-        result.push_back(variable);
-        result.back().append("=").append(value);
-    }
-    return result;
-}
 
 std::string valueOf(const char* variable) {
     const char* value = std::getenv(variable);
@@ -118,37 +81,28 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
         // A program built with ASan otherwise refuses a preloaded object before its runtime.
         {"ASAN_OPTIONS", valueOf("ASAN_OPTIONS") + ":verify_asan_link_order=0"},
     };
-    if (options_.timeZone) {
-        // The gateway's own with a spare step in the path, for the interposer's tzset.
-        variables.emplace_back("TZ", options_.timeZone->empty()
-                                         ? ":" + gateway_.folder() + "/." +
-                                               std::string(pathOf(Path::Zone))
-                                         : *options_.timeZone);
+    if (options_.ownZone) {
+        // With a spare step in the path, for the interposer's tzset.
+        variables.emplace_back("TZ",
+                               ":" + gateway_.folder() + "/." + std::string(pathOf(Path::Zone)));
     }
     variables.insert(variables.end(), options_.environment.begin(), options_.environment.end());
-    std::vector<std::string> texts = environmentWith(variables);
-    std::vector<char*> environment;
-    environment.reserve(texts.size() + 1);
-    for (std::string& text : texts) {
-        environment.push_back(text.data());
-    }
-    environment.push_back(nullptr);
-    std::string program = binary;
-    const std::array<char*, 2> arguments{program.data(), nullptr};
     const Pipe output;
     const Pipe error;
     const pid_t harness = getpid();
 
     child_ = fork();
     if (child_ == 0) {
-        // Only calls that are safe after a fork of a threaded program.
+        // The harness has a single thread, so all calls are safe here.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != harness) {
-            _exit(cannotExecute);
-        }
         dup2(output.ends[1], STDOUT_FILENO);
         dup2(error.ends[1], STDERR_FILENO);
-        execve(program.c_str(), arguments.data(), environment.data());
+        for (const auto& [variable, value] : variables) {
+            setenv(variable.c_str(), value.c_str(), 1);
+        }
+        if (getppid() == harness) {
+            execl(binary.c_str(), binary.c_str(), nullptr);
+        }
         _exit(cannotExecute);
     }
     const int forkError = errno;
@@ -165,26 +119,26 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
 
 PanelProcess::Wait PanelProcess::advance(std::chrono::nanoseconds duration) {
     Clock& clock = gateway_.control().clock;
-    if (clock.mode == ClockMode::Real) {
-        const auto end = realNow() + duration;
-        while (realNow() < end && running()) {
-            collect();
-            realSleep(std::min<std::chrono::nanoseconds>(end - realNow(), settleStep));
-        }
-        return waitSleeps(2);
+    if (clock.mode == ClockMode::Virtual) {
+        clock.limit += duration.count();
+        futexBump(clock.wakeSequence);
+        return waitFor(clock.limit);
     }
-    const Nanoseconds target = clock.limit + duration.count();
-    clock.limit = target;
-    ++clock.wakeSequence;
-    futexWakeAll(clock.wakeSequence);
-    return waitFor(target);
+    const auto end = Real::now() + duration;
+    while (Real::now() < end && running()) {
+        collect();
+        std::this_thread::sleep_for(
+            std::min<std::chrono::nanoseconds>(end - Real::now(), settleStep));
+    }
+    collect();
+    return running() ? Wait::Settled : Wait::Exited;
 }
 
 // Waits until all threads sleep beyond `target`.
 PanelProcess::Wait PanelProcess::waitFor(Nanoseconds target) {
     Clock& clock = gateway_.control().clock;
-    const auto end = realNow() + options_.patience;
-    const timespec period = toTimespec(lookPeriod);
+    const auto end = Real::now() + mostPatience;
+    const timespec period{0, std::chrono::nanoseconds(lookPeriod).count()};
     for (;;) {
         const std::uint32_t sequence = clock.settleSequence;
         if (clock.settledAt >= target) {
@@ -197,37 +151,17 @@ PanelProcess::Wait PanelProcess::waitFor(Nanoseconds target) {
             clock.now = std::max(clock.now.load(), target); // time goes on without it
             return Wait::Exited;
         }
-        if (realNow() > end) {
+        if (Real::now() > end) {
             return Wait::Stuck;
         }
         futexWait(clock.settleSequence, sequence, &period);
     }
 }
 
-// In real time: waits for so many more sleeps of the page loop.
-PanelProcess::Wait PanelProcess::waitSleeps(std::uint64_t sleeps) {
-    const std::uint64_t target = gateway_.control().sleeps.main + sleeps;
-    const auto end = realNow() + options_.patience;
-    while (gateway_.control().sleeps.main < target) {
-        collect();
-        if (!running()) {
-            return Wait::Exited;
-        }
-        if (realNow() > end) {
-            return Wait::Stuck;
-        }
-        realSleep(lookPeriod);
-    }
-    return Wait::Settled;
-}
-
-PanelProcess::Wait PanelProcess::settle(unsigned sleeps) {
-    if (gateway_.control().clock.mode == ClockMode::Real) {
-        return waitSleeps(sleeps);
-    }
+PanelProcess::Wait PanelProcess::settle() {
     Wait wait = advance({});
-    const std::uint64_t target = gateway_.control().sleeps.main + sleeps;
-    for (auto passed = std::chrono::nanoseconds{}; passed < settlePatience; passed += settleStep) {
+    const std::uint64_t target = gateway_.control().sleeps.main + 2;
+    for (int step = 0; step < settleSteps; ++step) {
         if (wait != Wait::Settled || gateway_.control().sleeps.main >= target) {
             return wait;
         }
@@ -239,28 +173,23 @@ PanelProcess::Wait PanelProcess::settle(unsigned sleeps) {
 PanelProcess::Wait PanelProcess::press(std::chrono::milliseconds held) {
     gateway_.press();
     const Wait wait = advance(held);
-    if (wait != Wait::Settled) {
-        return wait;
-    }
     gateway_.release();
-    return settle();
+    return wait == Wait::Settled ? settle() : wait;
 }
 
 // --- End ---
 
 std::optional<int> PanelProcess::exitNormally() {
-    ControlBlock& control = gateway_.control();
-    control.exitRequested = 1;
-    ++control.clock.wakeSequence;
-    futexWakeAll(control.clock.wakeSequence);
+    gateway_.control().exitRequested = 1;
+    futexBump(gateway_.control().clock.wakeSequence);
     return waitExit();
 }
 
 std::optional<int> PanelProcess::waitExit(std::chrono::milliseconds patience) {
-    const auto end = realNow() + patience;
-    while (running() && realNow() < end) {
+    const auto end = Real::now() + patience;
+    while (running() && Real::now() < end) {
         collect();
-        realSleep(lookPeriod);
+        std::this_thread::sleep_for(lookPeriod);
     }
     collect();
     return exitStatus_;
@@ -285,22 +214,6 @@ bool PanelProcess::running() {
 void PanelProcess::collect() {
     drain(outputPipe_, outputText_);
     drain(errorPipe_, errorText_);
-}
-
-const std::string& PanelProcess::output() {
-    collect();
-    return outputText_;
-}
-
-const std::string& PanelProcess::errors() {
-    collect();
-    return errorText_;
-}
-
-void PanelProcess::clearOutput() {
-    collect();
-    outputText_.clear();
-    errorText_.clear();
 }
 
 } // namespace sim

@@ -16,12 +16,14 @@
 namespace sim {
 
 struct ProcessOptions {
-    // TZ of the process; empty: what the gateway's /etc/localtime says, without such a file UTC;
-    // none: as the harness has it
-    std::optional<std::string> timeZone = "";
+    // Whether the zone is what the gateway's /etc/localtime says, without such a file UTC; else TZ
+    // is as the harness has it.
+    bool ownZone = true;
     std::vector<std::pair<std::string, std::string>> environment; // further variables
-    std::chrono::milliseconds patience{20'000}; // real time after which a wait is given up
 };
+
+// Real time after which a wait is given up.
+inline constexpr std::chrono::seconds mostPatience{20};
 
 class PanelProcess {
   public:
@@ -43,24 +45,22 @@ class PanelProcess {
 
     // Lets this much time pass and waits until the process has reached it and all its threads
     // sleep. With a duration of 0 it waits for the end of what goes on at this moment, after the
-    // start for the first complete frame. With a real clock it sleeps that long, then settles.
+    // start for the first complete frame. With a real clock it only lets it pass.
     Wait advance(std::chrono::nanoseconds duration);
 
-    // Frame barrier: advances until the page loop has slept `sleeps` more times, so that a query
-    // that the last page began is over too. At most 30 seconds of the gateway's time.
-    Wait settle(unsigned sleeps = 2);
+    // Frame barrier: advances until the page loop has slept two more times, so that a query that
+    // the last page began is over too. At most 30 seconds of the gateway's time.
+    Wait settle();
 
     // Presses the button, lets `held` pass, releases it and settles.
     Wait press(std::chrono::milliseconds held);
     Wait shortPress() { return press(std::chrono::milliseconds{100}); }
-    Wait longPress() { return press(std::chrono::milliseconds{10'500}); }
 
     // Makes the main thread call exit(0) in its next sleep, and waits for the end: the status as
     // waitpid gives it, or nullopt when the process does not end.
     std::optional<int> exitNormally();
     // Waits for the end of the process without asking for it; time does not move meanwhile.
-    std::optional<int> waitExit() { return waitExit(options_.patience); }
-    std::optional<int> waitExit(std::chrono::milliseconds patience);
+    std::optional<int> waitExit(std::chrono::milliseconds patience = mostPatience);
     // Sends a signal.
     void signal(int number);
 
@@ -69,18 +69,25 @@ class PanelProcess {
     // Status as waitpid gives it once the process has ended.
     std::optional<int> status() const { return exitStatus_; }
 
-    // Takes what the process has written so far out of its pipes. The waits above do so; call it
-    // when none of them is used, before the pipe is full.
-    void collect();
     // Standard output and standard error since the start, or since clearOutput.
-    const std::string& output();
-    const std::string& errors();
-    void clearOutput();
+    const std::string& output() {
+        collect();
+        return outputText_;
+    }
+    const std::string& errors() {
+        collect();
+        return errorText_;
+    }
+    void clearOutput() {
+        outputText_.clear();
+        errorText_.clear();
+    }
 
   private:
     void start(const std::string& binary, const std::string& interposer);
     Wait waitFor(Nanoseconds target);
-    Wait waitSleeps(std::uint64_t sleeps);
+    // Takes what the process has written so far out of its pipes.
+    void collect();
 
     Gateway& gateway_;
     ProcessOptions options_;

@@ -51,12 +51,10 @@ std::string textOf(std::string_view bytes) {
     std::string text;
     for (const char c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80) {
-            text += c;
-        } else {
+        if (byte >= 0x80) {
             text += static_cast<char>(0xc0 | byte >> 6);
-            text += static_cast<char>(0x80 | (byte & 0x3f));
         }
+        text += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3f));
     }
     return text;
 }
@@ -64,15 +62,11 @@ std::string textOf(std::string_view bytes) {
 std::string bytesOf(const std::string& text) {
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        auto byte = static_cast<unsigned char>(text[i]);
-        if (byte > 0xc3) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        if (lead > 0xc3) {
             throw std::invalid_argument("a character beyond U+00FF is no byte");
         }
-        if (byte >= 0x80) {
-            ++i;
-            byte = static_cast<unsigned char>(byte << 6 | (text[i] & 0x3f));
-        }
-        bytes += static_cast<char>(byte);
+        bytes += static_cast<char>(lead < 0x80 ? lead : lead << 6 | (text[++i] & 0x3f));
     }
     return bytes;
 }
@@ -93,30 +87,54 @@ Panel panelOf(int lines) {
 
 // --- The gateway ---
 
+// Set once the gateway has been asked to end by a signal.
+volatile std::sig_atomic_t ending = 0;
+
 class Server {
   public:
     explicit Server(const Arguments& arguments);
 
-    void start();
-    void key(int code, int value);
-    void pass(double seconds);
-    json said();
-    json asked();
-    json picture() const;
-    json brightness() const;
-    json calls() const;
-    void setClock(double moment);
-    void remove(const std::string& path);
-    void signal(int number);
-    json exit();
-    void setPanel(Panel panel);
-    json environment() const;
-
     Gateway& gateway() { return gateway_; }
     PanelProcess& process() { return *process_; }
 
+    // Ends the daemon if it runs. An input device keeps nothing for a reader that comes later.
+    void start() {
+        stop();
+        gateway_.dropEvents();
+        process_ = std::make_unique<PanelProcess>(gateway_, paneld_, interposer_);
+        pass(0);
+    }
+
+    void setPanel(int lines) {
+        const Panel panel = panelOf(lines);
+        stop();
+        gateway_.setPanel(panel);
+        start();
+    }
+
+    void pass(double seconds);
+    json said();
+    json asked();
+
+    json environment() const {
+        return {{gatewayVariable, gateway_.folder()}, {"LD_PRELOAD", interposer_}};
+    }
+
   private:
-    void collect();
+    void stop() {
+        if (process_) {
+            collect();
+            process_.reset();
+        }
+    }
+
+    void collect() {
+        output_ += process_->output();
+        errors_ += process_->errors();
+        process_->clearOutput();
+        sentToModem_ += gateway_.sentToModem();
+        gateway_.clearTranscript();
+    }
 
     Gateway gateway_;
     bool live_;
@@ -152,28 +170,6 @@ Server::Server(const Arguments& arguments)
     start();
 }
 
-// Ends the daemon if it runs. An input device keeps nothing for a reader that comes later.
-void Server::start() {
-    if (process_) {
-        collect();
-        process_.reset();
-    }
-    gateway_.dropEvents();
-    process_ = std::make_unique<PanelProcess>(gateway_, paneld_, interposer_);
-    pass(0);
-}
-
-void Server::collect() {
-    output_ += process_->output();
-    errors_ += process_->errors();
-    process_->clearOutput();
-    sentToModem_ += gateway_.sentToModem();
-    gateway_.clearTranscript();
-}
-
-// Set once the gateway has been asked to end by a signal.
-volatile std::sig_atomic_t ending = 0;
-
 void Server::pass(double seconds) {
     if (!(seconds >= 0 && seconds <= longestPass)) {
         throw std::invalid_argument("time goes forward, at most " + std::to_string(longestPass) +
@@ -189,21 +185,14 @@ void Server::pass(double seconds) {
         collect();
         rest -= gateway_.monotonic() - start;
     } while (rest > 0ns && ending == 0);
-}
-
-void Server::key(int code, int value) {
-    if (code < 0 || code >= KEY_CNT) {
-        throw std::invalid_argument("no key " + std::to_string(code));
+    if (live_) {
+        process_->settle();
     }
-    gateway_.reportKey(static_cast<std::uint16_t>(code), value);
 }
 
 json Server::said() {
     collect();
-    json answer = {textOf(output_), textOf(errors_)};
-    output_.clear();
-    errors_.clear();
-    return answer;
+    return {textOf(std::exchange(output_, {})), textOf(std::exchange(errors_, {}))};
 }
 
 // Whole commands; the begun one waits for its end.
@@ -213,7 +202,7 @@ json Server::asked() {
     for (std::size_t end = 0; (end = sentToModem_.find('\n')) != std::string::npos;) {
         std::string line = sentToModem_.substr(0, end);
         sentToModem_.erase(0, end + 1);
-        line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
+        std::erase(line, '\r');
         if (!line.empty()) {
             commands.push_back(textOf(line));
         }
@@ -221,10 +210,12 @@ json Server::asked() {
     return commands;
 }
 
-json Server::picture() const {
-    const Panel panel = gateway_.panel();
+// --- Verbs ---
+
+json pictureOf(const Gateway& gateway) {
+    const Panel panel = gateway.panel();
     std::istringstream rows(picture::toText(picture::Bitmap::fromVideoMemory(
-        gateway_.picture(), static_cast<int>(panel.width), static_cast<int>(panel.height))));
+        gateway.picture(), static_cast<int>(panel.width), static_cast<int>(panel.height))));
     json answer = json::array();
     for (std::string row; std::getline(rows, row);) {
         answer.push_back(row);
@@ -232,19 +223,19 @@ json Server::picture() const {
     return answer;
 }
 
-json Server::brightness() const {
-    const std::optional<std::string> level = gateway_.brightness();
+json brightnessOf(const Gateway& gateway) {
+    const std::optional<std::string> level = gateway.brightness();
     return level ? json(std::stoi(*level)) : json();
 }
 
-json Server::calls() const {
+json callsOf(const Gateway& gateway) {
     json answer = json::object();
     for (std::size_t call = 0; call < callCount; ++call) {
         const auto callId = static_cast<Call>(call);
         json& counts = answer[name(callId)] = json::object();
         for (std::size_t path = 0; path < pathCount; ++path) {
             const auto pathId = static_cast<Path>(path);
-            if (const std::uint64_t count = gateway_.calls(callId, pathId); count > 0) {
+            if (const std::uint64_t count = gateway.calls(callId, pathId); count > 0) {
                 counts[name(pathId)] = count;
             }
         }
@@ -252,125 +243,101 @@ json Server::calls() const {
     return answer;
 }
 
-void Server::setClock(double moment) {
+void setClock(Gateway& gateway, double moment) {
     const double whole = std::floor(moment);
-    gateway_.setWallClock(static_cast<std::time_t>(whole),
-                          std::chrono::nanoseconds(std::llround((moment - whole) * nanoseconds)));
+    gateway.setWallClock(static_cast<std::time_t>(whole),
+                         std::chrono::nanoseconds(std::llround((moment - whole) * nanoseconds)));
 }
 
-void Server::remove(const std::string& path) {
-    if (!gateway_.exists(path)) {
+void reportKey(Gateway& gateway, int code, int value) {
+    if (code < 0 || code >= KEY_CNT) {
+        throw std::invalid_argument("no key " + std::to_string(code));
+    }
+    gateway.reportKey(static_cast<std::uint16_t>(code), value);
+}
+
+void removeFile(Gateway& gateway, const std::string& path) {
+    if (!gateway.exists(checkedPath(path))) {
         throw std::invalid_argument("no file " + path);
     }
-    gateway_.removeFile(path);
+    gateway.removeFile(path);
 }
 
-void Server::signal(int number) {
-    process_->signal(number);
-    process_->waitExit(200ms); // the kernel's own time to end it
+void sendSignal(PanelProcess& process, int number) {
+    process.signal(number);
+    process.waitExit(200ms); // the kernel's own time to end it
 }
 
-json Server::exit() {
-    const std::optional<int> status = process_->exitNormally();
+json endNormally(PanelProcess& process) {
+    const std::optional<int> status = process.exitNormally();
     if (!status) {
         throw std::runtime_error("the daemon does not end");
     }
     return *status;
 }
 
-void Server::setPanel(Panel panel) {
-    collect();
-    process_.reset();
-    gateway_.setPanel(panel);
-    start();
-}
-
-json Server::environment() const {
-    return {{gatewayVariable, gateway_.folder()}, {"LD_PRELOAD", interposer_}};
-}
-
-// --- Verbs ---
-
-struct Verb {
-    const char* name;
-    std::size_t argumentCount;
-    std::function<json(Server&, const json&)> answer;
-};
-
-template <typename Result, typename... Arguments, std::size_t... index>
-json answerBy(Result (*act)(Server&, Arguments...), Server& server, const json& arguments,
-              std::index_sequence<index...> /*places*/) {
-    if constexpr (std::is_void_v<Result>) {
-        act(server, arguments[index].template get<std::decay_t<Arguments>>()...);
-        return {};
-    } else {
-        return act(server, arguments[index].template get<std::decay_t<Arguments>>()...);
-    }
-}
-
-template <typename Result, typename... Arguments>
-Verb verbOf(const char* name, Result (*act)(Server&, Arguments...)) {
-    return {name, sizeof...(Arguments), [act](Server& server, const json& arguments) {
-                return answerBy(act, server, arguments, std::index_sequence_for<Arguments...>());
-            }};
-}
-
-// A verb with the arguments of the lambda, which it calls with the values of a request.
-template <typename Lambda>
-Verb verb(const char* name, Lambda act) {
-    return verbOf(name, +act);
-}
-
 double seconds(std::chrono::nanoseconds time) {
     return static_cast<double>(time.count()) / nanoseconds;
 }
 
-using Text = std::string;
+struct Verb {
+    const char* name;
+    std::size_t argumentCount;
+    std::function<json(Server& server, const json& arguments)> answer;
+};
+
+// `act` may answer nothing.
+template <typename Act>
+Verb verb(const char* name, std::size_t argumentCount, Act act) {
+    return {name, argumentCount, [act](Server& server, const json& arguments) -> json {
+                if constexpr (std::is_void_v<decltype(act(server, arguments))>) {
+                    act(server, arguments);
+                    return {};
+                } else {
+                    return act(server, arguments);
+                }
+            }};
+}
 
 const Verb verbs[] = {
-    verb("picture", [](Server& server) { return server.picture(); }),
-    verb("brightness", [](Server& server) { return server.brightness(); }),
-    verb("said", [](Server& server) { return server.said(); }),
-    verb("asked", [](Server& server) { return server.asked(); }),
-    verb("now",
-         [](Server& server) {
-             return json{seconds(server.gateway().wallClock()),
-                         seconds(server.gateway().monotonic())};
+    verb("picture", 0, [](Server& to, const json&) { return pictureOf(to.gateway()); }),
+    verb("brightness", 0, [](Server& to, const json&) { return brightnessOf(to.gateway()); }),
+    verb("said", 0, [](Server& to, const json&) { return to.said(); }),
+    verb("asked", 0, [](Server& to, const json&) { return to.asked(); }),
+    verb("now", 0,
+         [](Server& to, const json&) {
+             return json{seconds(to.gateway().wallClock()), seconds(to.gateway().monotonic())};
          }),
-    verb("daemon",
-         [](Server& server) { return server.process().running() ? server.process().pid() : 0; }),
-    verb("reboots", [](Server& server) { return server.gateway().popenCount(); }),
-    verb("facts", [](Server& server) { return factsOf(server.gateway()); }),
-    verb("key", [](Server& server, int code, int value) { server.key(code, value); }),
-    verb("pass", [](Server& server, double duration) { server.pass(duration); }),
-    verb("clock", [](Server& server, double moment) { server.setClock(moment); }),
-    verb("write",
-         [](Server& server, const Text& path, const Text& bytes) {
-             server.gateway().writeFile(checkedPath(path), bytesOf(bytes));
+    verb("daemon", 0,
+         [](Server& to, const json&) { return to.process().running() ? to.process().pid() : 0; }),
+    verb("reboots", 0, [](Server& to, const json&) { return to.gateway().popenCount(); }),
+    verb("facts", 0, [](Server& to, const json&) { return factsOf(to.gateway()); }),
+    verb("key", 2, [](Server& to, const json& with) { reportKey(to.gateway(), with[0], with[1]); }),
+    verb("pass", 1, [](Server& to, const json& with) { to.pass(with[0]); }),
+    verb("clock", 1, [](Server& to, const json& with) { setClock(to.gateway(), with[0]); }),
+    verb("write", 2,
+         [](Server& to, const json& with) {
+             to.gateway().writeFile(checkedPath(with[0]), bytesOf(with[1]));
          }),
-    verb("remove", [](Server& server, const Text& path) { server.remove(checkedPath(path)); }),
-    verb("address",
-         [](Server& server, const Text& interfaceName, const json& address) {
-             setAddress(server.gateway(), interfaceName, address);
+    verb("remove", 1, [](Server& to, const json& with) { removeFile(to.gateway(), with[0]); }),
+    verb("address", 2,
+         [](Server& to, const json& with) { setAddress(to.gateway(), with[0], with[1]); }),
+    verb("cable", 2,
+         [](Server& to, const json& with) { setCable(to.gateway(), with[0], with[1]); }),
+    verb("card", 1, [](Server& to, const json& with) { setCard(to.gateway(), with[0]); }),
+    verb("mount", 1, [](Server& to, const json& with) { setMount(to.gateway(), with[0]); }),
+    verb("modem", 1, [](Server& to, const json& with) { return setModem(to.gateway(), with[0]); }),
+    verb("post", 2,
+         [](Server& to, const json& with) {
+             return to.gateway().sendLogBytes(bytesOf(with[0]), with[1]);
          }),
-    verb("cable", [](Server& server, const Text& interfaceName,
-                     bool plugged) { setCable(server.gateway(), interfaceName, plugged); }),
-    verb("card", [](Server& server, const json& card) { setCard(server.gateway(), card); }),
-    verb("mount", [](Server& server, bool mounted) { setMount(server.gateway(), mounted); }),
-    verb("modem",
-         [](Server& server, const json& changes) {
-             setModem(server.gateway(), changes);
-             return factsOf(server.gateway())["modem"];
-         }),
-    verb("post", [](Server& server, const Text& bytes,
-                    long type) { return server.gateway().sendLogBytes(bytesOf(bytes), type); }),
-    verb("signal", [](Server& server, int number) { server.signal(number); }),
-    verb("restart", [](Server& server) { server.start(); }),
-    verb("panel", [](Server& server, int lines) { server.setPanel(panelOf(lines)); }),
-    verb("calls", [](Server& server) { return server.calls(); }),
-    verb("fill", [](Server& server, std::uint8_t byte) { server.gateway().fillPicture(byte); }),
-    verb("exit", [](Server& server) { return server.exit(); }),
-    verb("environment", [](Server& server) { return server.environment(); }),
+    verb("signal", 1, [](Server& to, const json& with) { sendSignal(to.process(), with[0]); }),
+    verb("restart", 0, [](Server& to, const json&) { to.start(); }),
+    verb("panel", 1, [](Server& to, const json& with) { to.setPanel(with[0]); }),
+    verb("calls", 0, [](Server& to, const json&) { return callsOf(to.gateway()); }),
+    verb("fill", 1, [](Server& to, const json& with) { to.gateway().fillPicture(with[0]); }),
+    verb("exit", 0, [](Server& to, const json&) { return endNormally(to.process()); }),
+    verb("environment", 0, [](Server& to, const json&) { return to.environment(); }),
 };
 
 json answer(Server& server, const std::string& line) {

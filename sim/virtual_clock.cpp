@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <mutex>
+#include <sched.h>
 #include <unistd.h>
 
 namespace sim {
@@ -18,11 +20,8 @@ namespace {
 
 constexpr std::size_t turnCount = 128;
 
-constinit NextCall<int(clockid_t, timespec*)> nextClockGettime{"clock_gettime"};
-constinit NextCall<int(const timespec*, timespec*)> nextNanosleep{"nanosleep"};
-constinit NextCall<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
-    nextPthreadCreate{"pthread_create"};
-constinit NextCall<int(pthread_t, void**)> nextPthreadJoin{"pthread_join"};
+// So often a thread looks for its turn before it gives up its processor: most turns are short.
+constexpr int quickLooks = 50;
 
 // A thread that takes turns on the virtual clock.
 struct Turn {
@@ -36,7 +35,7 @@ struct Turn {
 };
 
 // Guards all below it. Held while a thread is made, for nothing else that waits.
-constinit FutexMutex mutex;
+constinit BriefLock mutex;
 constinit std::array<Turn, turnCount> turns{};
 constinit std::uint32_t generation = 1; // of `turns`
 constinit std::uint64_t sleepOrder = 0;
@@ -46,13 +45,11 @@ constinit std::uint64_t sleepOrder = 0;
 [[gnu::tls_model("initial-exec")]] thread_local std::size_t myTurn = 0;
 [[gnu::tls_model("initial-exec")]] thread_local std::uint32_t myGeneration = 0;
 
-bool isMainThread() {
-    return gettid() == getpid();
-}
+const pthread_t mainThread = pthread_self(); // it is the one that loads programs
 
 Nanoseconds machineClock(clockid_t id) {
     timespec time{};
-    nextClockGettime(id, &time);
+    callNext<"clock_gettime">(id, &time);
     return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
 }
 
@@ -79,23 +76,12 @@ Turn& ownTurn() {
     if (myGeneration != generation) {
         Turn* turn = takeTurn();
         if (turn == nullptr) {
-            static constexpr char message[] = "simulated gateway: too many threads\n";
-            [[maybe_unused]] const ssize_t written =
-                write(STDERR_FILENO, message, sizeof message - 1);
+            dprintf(STDERR_FILENO, "simulated gateway: too many threads\n");
             std::abort();
         }
         makeMine(*turn);
     }
     return turns[myTurn];
-}
-
-void settle(ControlBlock& block, Nanoseconds limit) {
-    Clock& clock = block.clock;
-    clock.now = std::max(clock.now.load(), limit);
-    if (clock.settledAt.exchange(limit) != limit) {
-        ++clock.settleSequence;
-        futexWakeAll(clock.settleSequence);
-    }
 }
 
 // The sleeper whose turn comes next, or null.
@@ -112,23 +98,30 @@ Turn* firstSleeper() {
 }
 
 // Gives the next sleeper its turn when nobody runs, or reports that all sleep beyond the limit.
-void passTurn(ControlBlock& block) {
+// True when it is another thread's turn now, which waits for `wakeSequence` to change.
+bool passTurn(ControlBlock& block) {
+    Clock& clock = block.clock;
     const bool somebodyRuns = std::any_of(
         turns.begin(), turns.end(), [](const Turn& turn) { return turn.state == Turn::running; });
     Turn* next = firstSleeper();
     if (somebodyRuns || next == nullptr || block.exitRequested != 0) {
-        return;
+        return false;
     }
-    const Nanoseconds limit = block.clock.limit;
+    const Nanoseconds limit = clock.limit;
+    clock.now = std::max(clock.now.load(), std::min(limit, next->deadline));
     if (next->deadline > limit) {
-        settle(block, limit);
-        return;
+        if (clock.settledAt.exchange(limit) != limit) {
+            futexBump(clock.settleSequence);
+        }
+        return false;
     }
-    block.clock.now = std::max(block.clock.now.load(), next->deadline);
     next->state = Turn::running;
-    if (pthread_equal(next->thread, pthread_self()) == 0) {
-        ++block.clock.wakeSequence;
-        futexWakeAll(block.clock.wakeSequence);
+    return pthread_equal(next->thread, pthread_self()) == 0;
+}
+
+[[noreturn]] void sleepForEver() {
+    for (;;) {
+        pause();
     }
 }
 
@@ -136,12 +129,11 @@ void passTurn(ControlBlock& block) {
     if (isMainThread()) {
         std::exit(EXIT_SUCCESS);
     }
-    for (;;) {
-        pause();
-    }
+    sleepForEver();
 }
 
 void sleepVirtually(ControlBlock& block, Nanoseconds duration) {
+    std::atomic<std::uint32_t>& wakeSequence = block.clock.wakeSequence;
     std::unique_lock guard(mutex);
     Turn& turn = ownTurn();
     const Nanoseconds now = block.clock.now;
@@ -150,23 +142,26 @@ void sleepVirtually(ControlBlock& block, Nanoseconds duration) {
     turn.state = Turn::sleeping;
     while (myGeneration == generation) {
         // Read before the limit is looked at, so that no raise of it is missed.
-        const std::uint32_t sequence = block.clock.wakeSequence;
-        passTurn(block);
+        std::uint32_t sequence = wakeSequence;
+        const bool handedOver = passTurn(block);
         if (turn.state == Turn::running) {
             return;
         }
         guard.unlock();
+        // A raise between the two is seen by the thread whose turn it is.
+        sequence = handedOver ? futexBump(wakeSequence) : sequence;
         if (block.exitRequested != 0) {
             endProcess();
         }
-        futexWait(block.clock.wakeSequence, sequence);
+        for (int look = 0; look < quickLooks && wakeSequence == sequence; ++look) {
+            sched_yield();
+        }
+        futexWait(wakeSequence, sequence);
         guard.lock();
     }
     // The gateway is gone, and with it everything that this thread could work on.
     guard.unlock();
-    for (;;) {
-        pause();
-    }
+    sleepForEver();
 }
 
 void sleepReally(const ControlBlock& block, Nanoseconds duration) {
@@ -175,33 +170,31 @@ void sleepReally(const ControlBlock& block, Nanoseconds duration) {
     }
     const timespec time{static_cast<time_t>(duration / nanosecondsPerSecond),
                         static_cast<long>(duration % nanosecondsPerSecond)};
-    nextNanosleep(&time, nullptr);
+    callNext<"nanosleep">(static_cast<const timespec*>(&time), static_cast<timespec*>(nullptr));
 }
 
-// Ends the calling thread's turns, however it leaves. A thread that waits for this one runs on in
-// its place, so that no time passes between its end and their join.
-class TurnsEnd {
-  public:
-    TurnsEnd() = default;
-    TurnsEnd(const TurnsEnd&) = delete;
-    TurnsEnd& operator=(const TurnsEnd&) = delete;
+void passTurnOn() {
+    ControlBlock* block = attachedBlock();
+    if (block != nullptr && passTurn(*block)) {
+        futexBump(block->clock.wakeSequence);
+    }
+}
 
-    ~TurnsEnd() {
-        const std::lock_guard guard(mutex);
-        if (myGeneration != generation) {
-            return;
-        }
-        turns[myTurn].state = Turn::free;
-        for (Turn& turn : turns) {
-            if (turn.state == Turn::joining && pthread_equal(turn.joined, pthread_self()) != 0) {
-                turn.state = Turn::running;
-            }
-        }
-        if (ControlBlock* block = attachedBlock()) {
-            passTurn(*block);
+// Ends the calling thread's turns. A thread that waits for this one runs on in its place, so that
+// no time passes between its end and their join.
+void endTurns() {
+    const std::lock_guard guard(mutex);
+    if (myGeneration != generation) {
+        return;
+    }
+    turns[myTurn].state = Turn::free;
+    for (Turn& turn : turns) {
+        if (turn.state == Turn::joining && pthread_equal(turn.joined, pthread_self()) != 0) {
+            turn.state = Turn::running;
         }
     }
-};
+    passTurnOn();
+}
 
 void* runThread(void* argument) {
     void* (*start)(void*) = nullptr;
@@ -213,11 +206,16 @@ void* runThread(void* argument) {
         start = turn.start;
         argument = turn.argument;
     }
-    const TurnsEnd end;
-    return start(argument);
+    void* const result = start(argument);
+    endTurns();
+    return result;
 }
 
 } // namespace
+
+bool isMainThread() {
+    return pthread_equal(pthread_self(), mainThread) != 0;
+}
 
 Nanoseconds monotonicNow(const ControlBlock& block) {
     const Clock& clock = block.clock;
@@ -256,7 +254,8 @@ int createThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*st
     }
     turn->start = start;
     turn->argument = argument;
-    const int result = nextPthreadCreate(thread, attributes, runThread, turn);
+    const int result =
+        callNext<"pthread_create">(thread, attributes, &runThread, static_cast<void*>(turn));
     if (result == 0) {
         turn->thread = *thread;
     } else {
@@ -276,12 +275,10 @@ int joinThread(pthread_t thread, void** result) {
         if (takesTurns) {
             turn.joined = thread;
             turn.state = Turn::joining;
-            if (ControlBlock* block = attachedBlock()) {
-                passTurn(*block);
-            }
+            passTurnOn();
         }
     }
-    const int status = nextPthreadJoin(thread, result);
+    const int status = callNext<"pthread_join">(thread, result);
     const std::lock_guard guard(mutex);
     ownTurn().state = Turn::running;
     return status;

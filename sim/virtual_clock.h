@@ -10,6 +10,8 @@
 
 namespace sim {
 
+bool isMainThread();
+
 Nanoseconds monotonicNow(const ControlBlock& block);
 Nanoseconds wallNow(const ControlBlock& block);
 

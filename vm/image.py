@@ -1,4 +1,4 @@
-"""The virtual gateway's root file system, packed from unpacked Debian packages.
+"""The virtual gateway's root file system: unpacked Debian packages, and the archive of paneld.
 
 Everything here reads and writes ordinary files and needs no privileges: the root file system is
 written as an archive in the form that the kernel unpacks into memory at boot.
@@ -12,13 +12,14 @@ import subprocess
 
 GUEST = pathlib.Path(__file__).resolve().parent / "guest"
 
-# What the gateway needs beyond the kernel itself. The modules that these depend on are found in
-# the modules; those that a driver asks for by name at run time are listed here too.
+# What the gateway needs beyond the kernel itself, without what these depend on; modules that a
+# driver asks for by name at run time are listed too.
 MODULES = [
     "virtio_pci", "virtio_console", "virtio_net",
     "sdhci-pci", "mmc_block", "crc32c_generic", "ext4", "vfat", "nls_cp437", "nls_ascii",
     "evdev", "uinput", "dummy",
     "backlight", "syscopyarea", "sysfillrect", "sysimgblt", "fb_sys_fops",
+    "panel",
 ]
 
 # Modification time of every file. The daemon reads a file when its time differs from the last one
@@ -29,41 +30,24 @@ FOLDERS = """bin sbin dev proc sys etc/init.d usr/sbin usr/bin lib tmp var media
              zelkora/Config/system zelkora/Config/version""".split()
 
 
-def module_name(path: pathlib.Path) -> str:
-    return path.name.removesuffix(".ko").replace("-", "_")
+def modules_in_order(unpacked: pathlib.Path) -> list[pathlib.Path]:
+    """The modules and all that they depend on, each after what it needs. A driver that is built
+    into this kernel has no file and is left out."""
+    version = next(unpacked.glob("lib/modules/*")).name
+    listing = subprocess.run(["/sbin/modprobe", "-C", "/dev/null", "-d", unpacked, "-S", version,
+                              "--all", "--show-depends", *MODULES],
+                             check=True, text=True, stdout=subprocess.PIPE).stdout
+    return [pathlib.Path(name) for name in dict.fromkeys(re.findall(r"insmod (\S+)", listing))]
 
 
-def module_needs(path: pathlib.Path) -> list[str]:
-    found = re.search(rb"\0depends=([^\0]*)\0", b"\0" + path.read_bytes())
-    names = found[1].decode().replace("-", "_") if found else ""
-    return [name for name in names.split(",") if name]
-
-
-def modules_in_order(tree: pathlib.Path, wanted: list[str]) -> list[pathlib.Path]:
-    """The wanted modules and all that they depend on, each after what it needs. A driver that
-    is built into this kernel has no file and is left out."""
-    files = {module_name(path): path for path in tree.rglob("*.ko")}
-    order: list[pathlib.Path] = []
-
-    def add(name: str) -> None:
-        path = files.get(name.replace("-", "_"))
-        if path is None or path in order:
-            return
-        for need in module_needs(path):
-            add(need)
-        order.append(path)
-
-    for name in wanted:
-        add(name)
-    return order
-
-
-def libraries_of(program: pathlib.Path, folders: list[pathlib.Path]) -> dict[str, pathlib.Path]:
-    """The shared libraries of a program and of its libraries, by name, found in `folders`."""
+def libraries_of(programs: list[pathlib.Path],
+                 folders: list[pathlib.Path]) -> dict[str, pathlib.Path]:
+    """The shared libraries of programs and of their libraries, by name, found in `folders`."""
     found: dict[str, pathlib.Path] = {}
-    waiting = [program]
+    waiting = list(programs)
     while waiting:
-        listing = subprocess.run(["readelf", "-d", waiting.pop()], check=True, text=True,
+        program = waiting.pop()
+        listing = subprocess.run(["readelf", "-d", program], check=True, text=True,
                                  stdout=subprocess.PIPE).stdout
         for name in re.findall(r"NEEDED.*\[(.*)\]", listing):
             if name in found:
@@ -74,12 +58,6 @@ def libraries_of(program: pathlib.Path, folders: list[pathlib.Path]) -> dict[str
             found[name] = places[0]
             waiting.append(places[0])
     return found
-
-
-def loader_of(program: pathlib.Path) -> str:
-    listing = subprocess.run(["readelf", "-l", program], check=True, text=True,
-                             stdout=subprocess.PIPE).stdout
-    return re.search(r"interpreter: (.*)\]", listing)[1]
 
 
 class Archive:
@@ -109,9 +87,13 @@ class Archive:
         self._folders.add(name)
         self._entry(name, stat.S_IFDIR | 0o755)
 
-    def file(self, name: str, data: bytes, executable: bool = False) -> None:
+    def file(self, name: str, path: pathlib.Path) -> None:
         self.folder(os.path.dirname(name))
-        self._entry(name, stat.S_IFREG | (0o755 if executable else 0o644), data)
+        self._entry(name, path.stat().st_mode, path.read_bytes())
+
+    def text(self, name: str, content: str) -> None:
+        self.folder(os.path.dirname(name))
+        self._entry(name, stat.S_IFREG | 0o644, content.encode())
 
     def link(self, name: str, target: str) -> None:
         self.folder(os.path.dirname(name))
@@ -125,40 +107,35 @@ class Archive:
         return bytes(self._bytes)
 
 
-def add_program(archive: Archive, name: str, path: pathlib.Path, folders: list[pathlib.Path]):
-    archive.file(name, path.read_bytes(), executable=True)
-    for library, place in sorted(libraries_of(path, folders).items()):
-        archive.file(f"lib/{library}", place.read_bytes(), executable=True)
-    loader = loader_of(path).lstrip("/")
-    if loader != f"lib/{os.path.basename(loader)}":
-        archive.link(loader, f"/lib/{os.path.basename(loader)}")
-
-
 def make(place: pathlib.Path, libraries: list[pathlib.Path],
          config: dict[str, str]) -> pathlib.Path:
     """Writes `root.cpio` into the folder that scripts/system-image has filled; one that is the same
     keeps its time. `config` holds the gateway's configuration files: path -> content."""
-    unpacked, daemon = place / "unpacked", place / "daemon" / "paneld"
-    if not daemon.exists():
+    unpacked, installed = place / "unpacked", place / "root"
+    if not installed.exists():
         raise SystemExit(f"{place} is not filled; run scripts/system-image {place.name} first")
     archive = Archive()
     for name in FOLDERS:
         archive.folder(name)
     archive.console("dev/console")
-    archive.file("bin/busybox", (unpacked / "bin/busybox").read_bytes(), executable=True)
+    archive.file("bin/busybox", unpacked / "bin/busybox")
     archive.link("bin/sh", "busybox")
     archive.link("sbin/init", "../bin/busybox")
     archive.link("init", "sbin/init")
-    for path in sorted(path for path in GUEST.rglob("*") if path.is_file()):
-        archive.file(str(path.relative_to(GUEST)), path.read_bytes(), os.access(path, os.X_OK))
-    modules = modules_in_order(unpacked / "lib/modules", MODULES) + [place / "panel/panel.ko"]
+    archive.link("lib64", "lib")        # where programs of amd64 look for their loader
+    for tree in (GUEST, installed):
+        for path in sorted(path for path in tree.rglob("*") if path.is_file()):
+            archive.file(str(path.relative_to(tree)), path)
+    modules = modules_in_order(unpacked)
     for path in modules:
-        archive.file(f"lib/modules/{path.name}", path.read_bytes())
-    archive.file("etc/modules", "".join(f"/lib/modules/{p.name}\n" for p in modules).encode())
-    archive.file("usr/sbin/agent", (place / "agent").read_bytes(), executable=True)
-    add_program(archive, "usr/sbin/paneld", daemon, libraries)
+        archive.file(f"lib/modules/{path.name}", path)
+    archive.text("etc/modules", "".join(f"/lib/modules/{p.name}\n" for p in modules))
+    archive.file("usr/sbin/agent", place / "agent")
+    programs = [installed / "usr/sbin/paneld", installed / "usr/bin/panelctl"]
+    for name, path in sorted(libraries_of(programs, libraries).items()):
+        archive.file(f"lib/{name}", path)
     for name, content in config.items():
-        archive.file(name.lstrip("/"), content.encode())
+        archive.text(name.lstrip("/"), content)
     content, root = archive.finish(), place / "root.cpio"
     if not root.exists() or root.read_bytes() != content:
         root.write_bytes(content)

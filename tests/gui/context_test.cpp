@@ -2,11 +2,6 @@
 
 namespace {
 
-// Background and foreground, as one number of two digits.
-int indices() {
-    return GUI_Context.aColorIndex[0] * 10 + GUI_Context.aColorIndex[1];
-}
-
 TEST(Context, TurnsColorsIntoIndicesByTheirBrightness) {
     const struct {
         std::uint32_t color;
@@ -58,13 +53,11 @@ TEST(Context, ASecondInitResetsColorsFontClipModeAndSlotsOnly) {
 
     EXPECT_EQ(std::ranges::count(panel.bytes(), 0), 2048);
     const GUI_CONTEXT& now = GUI_Context;
-    EXPECT_EQ(std::tuple(indices(), now.Color, now.DrawMode, now.pFont, now.ClipRect.y1),
-              std::tuple(1, 0xFFFFFFU, GUI_DM_NORMAL, &GUI_Font6x8, 63));
-    EXPECT_EQ(now.pEncodeAPI, &GUI__API_TableNone);
-    EXPECT_EQ(GUI_DecChar, '.');
-    EXPECT_EQ(GUI_CurrentTaskSlot, -1);
-    EXPECT_EQ(GUI_aTaskContext[0].TaskId, 0U);
-    EXPECT_EQ(GUI_aTaskContext[3].Context.pFont, &GUI_Font6x8);
+    EXPECT_EQ(std::tuple(indices(), now.Color, now.DrawMode, now.pFont, now.ClipRect.y1,
+                         now.pEncodeAPI, GUI_DecChar, GUI_CurrentTaskSlot,
+                         GUI_aTaskContext[0].TaskId, GUI_aTaskContext[3].Context.pFont),
+              std::tuple(1, 0xFFFFFFU, GUI_DM_NORMAL, &GUI_Font6x8, 63, &GUI__API_TableNone, '.',
+                         -1, 0U, &GUI_Font6x8));
     // What stays.
     EXPECT_EQ(std::tuple(now.TextMode, now.TextAlign, now.DispPosY, now.DrawPosY, now.LBorder),
               std::tuple(GUI_TM_REV, GUI_TA_RIGHT | GUI_TA_BOTTOM, 12, 14, 15));

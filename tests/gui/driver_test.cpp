@@ -38,19 +38,18 @@ void drawEverything() {
     GUI_DispStringAt("09:05:03", -4, -4);
 }
 
-TEST(Driver, DrawsNothingAndStaysSilentWithoutAWholeMapping) {
-    {
+// Bytes of video memory that are mapped; 100 end within row 6.
+TEST(Driver, DrawsSilentlyInWhatIsMapped) {
+    for (const int mapped : {0, 100}) {
         Panel panel;
-        pbMapMem = nullptr;
+        pbMapMem = mapped == 0 ? nullptr : pbMapMem;
+        ulVideoMemByteSize = static_cast<std::uint32_t>(mapped == 0 ? 1024 : mapped);
         EXPECT_EQ(outputOf(drawEverything), "");
         GUI_Init();
-        EXPECT_EQ(std::ranges::count(panel.bytes(), 0), 1024);
+        GUI_FillRect(0, 0, 127, 63);
+        EXPECT_EQ(std::ranges::count(panel.bytes().first(100), 0xFF), mapped);
+        EXPECT_EQ(std::ranges::count(panel.bytes().last(924), 0), 924);
     }
-    Panel panel;
-    ulVideoMemByteSize = 100; // ends within row 6
-    EXPECT_EQ(outputOf([] { GUI_FillRect(0, 0, 127, 63); }), "");
-    EXPECT_EQ(std::ranges::count(panel.bytes().first(100), 0xFF), 100);
-    EXPECT_EQ(std::ranges::count(panel.bytes().last(924), 0), 924);
 }
 
 TEST(Driver, AcceptsAnySizeAndDepthThatTheKernelMayReport) {
@@ -69,14 +68,12 @@ TEST(Driver, AcceptsAnySizeAndDepthThatTheKernelMayReport) {
 
 TEST(Driver, ConvertsPalettesOfUpTo256Colors) {
     const std::vector<std::uint32_t> colors(257, 0xFFFFFF);
+    const GUI_Palette refused[] = {{257, 0, colors.data()}, {2, 0, nullptr}};
     const GUI_Palette largest = {256, 0, colors.data()};
-    const GUI_Palette tooLarge = {257, 0, colors.data()};
-    const GUI_Palette empty = {2, 0, nullptr};
     EXPECT_EQ(LCD_GetPalConvTable(&largest), LCD__aConvTable);
     EXPECT_EQ(LCD__aConvTable[255], 1);
-    EXPECT_EQ(LCD_GetPalConvTable(&tooLarge), nullptr);
-    EXPECT_EQ(LCD_GetPalConvTable(&empty), nullptr);
-    EXPECT_EQ(LCD_GetPalConvTable(nullptr), nullptr);
+    EXPECT_EQ(LCD_GetPalConvTable(&refused[0]), nullptr);
+    EXPECT_EQ(LCD_GetPalConvTable(&refused[1]), nullptr);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "tests/gui/panel.h"
 
-#include <latch>
-#include <semaphore>
+#include <barrier>
 #include <thread>
 
 namespace {
@@ -13,7 +12,6 @@ TEST(Lock, CountsNestedCallsAndSwitchesAtTheOutermostOnly) {
     GUI_Lock();
     GUI_FillRect(0, 0, 3, 3);
     EXPECT_EQ(GUI_LockCnt, 2);
-    EXPECT_EQ(GUI_LockOwner, pthread_self());
     EXPECT_EQ(GUI_CurrentTaskSlot, slot);
     GUI_Unlock();
     GUI_Unlock();
@@ -43,45 +41,36 @@ std::int16_t mark(int number) {
 
 // The threads live at the same time, so that their ids differ; they take turns.
 TEST(Lock, FourThreadsHaveContextsOfTheirOwnAndTheFifthSharesTheFirst) {
+    constexpr int newThreads = 4;
     Panel panel;
     mark(100); // this thread has slot 0
-    std::vector<std::thread> threads;
+    std::barrier turn(newThreads);
     std::vector<std::int16_t> seen;
-    std::binary_semaphore go[4] = {std::binary_semaphore(0), std::binary_semaphore(0),
-                                   std::binary_semaphore(0), std::binary_semaphore(0)};
-    std::binary_semaphore done(0);
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&, i] {
-            for (const int step : {200, 300}) {
-                go[i].acquire();
-                seen.push_back(mark(step + i));
-                done.release();
+    const auto work = [&](int own) {
+        for (int i = 0; i < 2 * newThreads; ++i) {
+            if (i % newThreads == own) {
+                seen.push_back(mark(200 + i));
             }
-        });
-    }
-    for (int step = 0; step < 2; ++step) {
-        for (std::binary_semaphore& turn : go) {
-            turn.release();
-            done.acquire();
+            turn.arrive_and_wait();
         }
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
+    };
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < newThreads; ++i) {
+            threads.emplace_back(work, i);
+        }
     }
     // A slot begins with what the first context was at the last GUI_Init; the fourth new thread
     // works in slot 0 and sees what this one has set.
     EXPECT_EQ(seen, (std::vector<std::int16_t>{0, 0, 0, 100, 200, 201, 202, 203}));
-    EXPECT_EQ(mark(1), 303);
+    EXPECT_EQ(mark(1), 207);
 }
 
 TEST(Lock, SixThreadsDrawWithoutDisturbingEachOther) {
-    constexpr int threadCount = 6;
     constexpr int bandHeight = 10;
     Panel panel;
-    std::latch start(threadCount);
-    const auto draw = [&](int top) {
+    const auto draw = [](int top) {
         const auto y = static_cast<std::int16_t>(top);
-        start.arrive_and_wait();
         for (int i = 0; i < 300; ++i) {
             GUI_SetFont(&GUI_Font6x8); // of all threads: their texts stay in their bands
             GUI_DispStringAt("drawing", 3, y);
@@ -92,12 +81,11 @@ TEST(Lock, SixThreadsDrawWithoutDisturbingEachOther) {
         }
         GUI_FillRect(0, top, 127, top + bandHeight - 1);
     };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < threadCount; ++i) {
-        threads.emplace_back(draw, i * bandHeight);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
+    {
+        std::vector<std::jthread> threads;
+        for (int top = 0; top < 6 * bandHeight; top += bandHeight) {
+            threads.emplace_back(draw, top);
+        }
     }
     EXPECT_EQ(GUI_LockCnt, 0);
     EXPECT_EQ(std::ranges::count(panel.bytes().first(960), 0xFF), 960);

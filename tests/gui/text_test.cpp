@@ -2,83 +2,94 @@
 
 namespace {
 
-// ---- Two made-up fonts that write down what they are asked to draw -----------------------------
-
-std::string drawn;
+// Two made-up fonts: bars as high as their code modulo 4 says, and blocks for two bytes. They are
+// drawn outside of the clip rectangle too, which shows the lines that are left out for lying there.
 
 int madeUpDistX(std::uint16_t code) {
     return code > 0xFF ? 5 : code == '.' ? 0 : 2;
 }
 
-std::string cursor() {
-    return std::to_string(GUI_Context.DispPosX) + ',' + std::to_string(GUI_Context.DispPosY);
-}
-
 void drawMadeUp(std::uint16_t code) {
-    const std::string name = code > 0xFF ? "wide" : std::string(1, static_cast<char>(code));
-    drawn += name + '@' + cursor() + ' ';
-    GUI_Context.DispPosX = static_cast<std::int16_t>(GUI_Context.DispPosX + madeUpDistX(code));
+    const int x = GUI_Context.DispPosX;
+    const int bottom = GUI_Context.DispPosY + 3;
+    const GUI_RECT clip = GUI_Context.ClipRect;
+    LCD_SetClipRectMax(&GUI_Context.ClipRect);
+    GUI_FillRect(x, bottom - code % 4, x + madeUpDistX(code) - 2, bottom);
+    GUI_Context.ClipRect = clip;
+    GUI_Context.DispPosX = coordinate(x + madeUpDistX(code));
 }
 
 constexpr GUI_Font madeUpFont(const GUI_LineAPI* lines) {
     return {drawMadeUp, madeUpDistX, nullptr, nullptr, lines, 4, 6, 1, 1, nullptr, 0, 0, 0};
 }
 
-const GUI_Font singleFont = madeUpFont(nullptr);
-const GUI_Font doubleFont = madeUpFont(&GUI__API_TableDoubleByte);
+const GUI_Font single = madeUpFont(nullptr);
+const GUI_Font twoByte = madeUpFont(&GUI__API_TableDoubleByte);
 
-struct Layout {
-    const char* name;
-    const GUI_Font* font;
-    int align;
-    std::string text;
-    std::int16_t x, y;
-    std::string drawn; // the characters and, behind a bar, where the cursor is left
-};
+// Two pixels, one above the other, at the cursor, wherever that is.
+void markCursor() {
+    LCD_SetClipRectMax(&GUI_Context.ClipRect);
+    const int x = GUI_Context.DispPosX;
+    GUI_FillRect(x, GUI_Context.DispPosY, x, GUI_Context.DispPosY + 1);
+}
 
-TEST(Text, LayoutTable) {
+// Each text has a framed field of its own, six in a row of the picture, which is its clip
+// rectangle; the cursor that it leaves is marked. The rows of the picture show
+// - alignments: right and centre together, which is neither; an odd width; lines behind feeds
+// - a return, which is a character or none; vertical alignments, 8 being a centre too; a high byte
+// - a cut character, which is left out; one that takes a line feed with it; then lines above the
+//   clip rectangle, with their last row inside, left of it, with their last column inside
+// - right of it, with the first row and column inside, its second line below it; no text; texts
+//   whose ends lie past 16 bits, so that they seem to lie on the left, and just not past them
+TEST(Text, Layout) {
     constexpr int right = GUI_TA_RIGHT;
     constexpr int center = GUI_TA_HCENTER;
-    const GUI_Font* const one = &singleFont;
-    const GUI_Font* const two = &doubleFont;
-    const std::string cut("a\xB0\0\nb", 5);
-    // The left border is at 3.
-    const Layout cases[] = {
-        {"left", one, 0, "ab", 10, 20, "a@10,20 b@12,20 | 14,20"},
-        {"right", one, right, "ab", 10, 20, "a@6,20 b@8,20 | 10,20"},
-        {"centre, half cut", two, center, "a\xB0\xA1", 10, 20, "a@7,20 wide@9,20 | 14,20"},
-        {"right and centre", one, right | center, "ab", 10, 20, "a@10,20 b@12,20 | 14,20"},
-        {"line at border", one, 0, "a\nbc", 20, 10, "a@20,10 b@3,16 c@5,16 | 7,16"},
-        {"lines right", one, right, "a\nbc", 20, 10, "a@18,10 b@16,16 c@18,16 | 20,16"},
-        {"lines centred", two, center, "a\nbc", 20, 10, "a@19,10 b@18,16 c@20,16 | 22,16"},
-        {"empty line, feed at end", one, 0, "a\n\nb\n", 20, 10, "a@20,10 b@3,22 | 3,28"},
-        {"return drawn", one, 0, "a\rb", 10, 20, "a@10,20 \r@12,20 b@14,20 | 16,20"},
-        {"return not drawn", two, 0, "a\rb", 10, 20, "a@10,20 b@12,20 | 16,20"},
-        {"bottom", one, GUI_TA_BOTTOM, "a", 10, 20, "a@10,17 | 12,20"},
-        {"vertical centre", one, GUI_TA_VCENTER, "a\nb", 10, 20, "a@10,18 b@3,24 | 5,26"},
-        {"8 is vertical centre too", two, 8, "a", 10, 20, "a@10,18 | 12,20"},
-        {"high byte", one, 0, "\xB0", 10, 20, "\xB0@10,20 | 12,20"},
-        {"cut character", two, 0, cut, 10, 20, "a@10,20 | 12,20"},
-        {"lead takes feed", two, 0, "\xB0\nb", 10, 20, "wide@10,20 b@15,20 | 17,20"},
-        {"above the clip rectangle", one, 0, "ab", 10, -6, "| 14,-6"},
-        {"its last row inside", one, 0, "ab", 10, -5, "a@10,-5 b@12,-5 | 14,-5"},
-        {"left of it", one, 0, "ab", -4, 20, "| 0,20"},
-        {"one column inside", one, 0, "ab", -3, 20, "a@-3,20 b@-1,20 | 1,20"},
-        {"right of it", two, 0, "ab", 128, 20, "| 132,20"},
-        {"last column and row", one, 0, "ab", 127, 63, "a@127,63 b@129,63 | 131,63"},
-        {"past 16 bits", one, 0, std::string(16400, 'a'), 10, 20, "| -32726,20"},
-        {"below it", two, 0, "a\nb", 10, 58, "a@10,58 | 5,64"},
-    };
-    for (const Layout& c : cases) {
-        Panel panel;
-        GUI_Context.LBorder = 3;
-        GUI_SetFont(c.font);
-        GUI_SetTextAlign(static_cast<std::int16_t>(c.align));
-        drawn.clear();
-        GUI_DispStringAt(c.text.c_str(), c.x, c.y);
-        EXPECT_EQ(drawn + "| " + cursor(), c.drawn) << c.name;
-        EXPECT_EQ(GUI_Context.TextAlign, c.align & 12) << c.name;
+    const struct {
+        const GUI_Font& font;
+        int align;
+        std::string text;
+        int x, y; // in the field
+    } cases[] = {{single, right | center, "abc", 10, 5},
+                 {twoByte, center, "a\xB0\xA2", 10, 5},
+                 {single, 0, "a\nbc", 12, 3},
+                 {single, right, "a\nbc", 12, 3},
+                 {twoByte, center, "a\nbc", 12, 3},
+                 {single, 0, "a\n\nb\n", 12, 0},
+                 {single, 0, "a\rb", 10, 5},
+                 {twoByte, 0, "a\rb", 10, 5},
+                 {single, GUI_TA_BOTTOM, "abc", 10, 5},
+                 {single, GUI_TA_VCENTER, "a\nb", 10, 5},
+                 {twoByte, 8, "abc", 10, 5},
+                 {single, 0, "\xB2", 10, 5},
+                 {twoByte, 0, std::string("a\xB2\0\nb", 5), 10, 5},
+                 {twoByte, 0, "\xB2\nb", 10, 5},
+                 {single, 0, "abc", 10, -6},
+                 {single, 0, "abc", 10, -5},
+                 {single, 0, "abc", -6, 5},
+                 {single, 0, "abc", -5, 5},
+                 {twoByte, 0, "abc", 24, 5},
+                 {single, 0, "abc", 23, 15},
+                 {twoByte, 0, "a\nb", 10, 10},
+                 {single, 0, "", 10, 5},
+                 {single, 0, std::string(16400, 'a'), 10, 5},
+                 {single, 0, std::string(16250, 'a'), 10, 11}};
+    Panel panel(240, 128);
+    int number = 0;
+    for (const auto& [font, align, text, x, y] : cases) {
+        const int left = 2 + 40 * (number % 6);
+        const int top = 8 + 30 * (number / 6);
+        GUI_InvertRect(left - 1, top - 1, left + 24, top + 16);
+        GUI_InvertRect(left, top, left + 23, top + 15);
+        setClip(left, top, left + 23, top + 15);
+        GUI_Context.LBorder = coordinate(left + 1);
+        GUI_SetFont(&font);
+        GUI_SetTextAlign(coordinate(align));
+        GUI_DispStringAt(text.c_str(), coordinate(left + x), coordinate(top + y));
+        EXPECT_EQ(GUI_Context.TextAlign, align & 12) << text;
+        markCursor();
+        ++number;
     }
+    EXPECT_TRUE(golden::matches(panel.picture(), "gui/layout"));
 }
 
 TEST(Text, HCenterHoldsForOneStringAndLeavesTheAlignment) {
@@ -86,8 +97,7 @@ TEST(Text, HCenterHoldsForOneStringAndLeavesTheAlignment) {
     GUI_SetFont(&GUI_FontMono10x19);
     GUI_SetFont(nullptr); // changes nothing
     for (const std::int16_t align : {GUI_TA_LEFT, GUI_TA_BOTTOM, GUI_TA_RIGHT}) {
-        GUI_Context.TextAlign &= GUI_TA_LEFT;
-        GUI_Context.TextAlign |= align;
+        GUI_SetTextAlign(align);
         GUI_DispStringHCenterAt("AB", 64, 20);
         // Centred from 54 on; with right alignment the two cancel out and it starts at 64.
         EXPECT_EQ(GUI_Context.DispPosX, align == GUI_TA_RIGHT ? 84 : 74);
@@ -95,56 +105,52 @@ TEST(Text, HCenterHoldsForOneStringAndLeavesTheAlignment) {
     }
 }
 
+std::string styled;
+
 TEST(Text, NumbersSingleCharactersAndLineSteps) {
-    Panel panel;
-    GUI_SetFont(&singleFont);
+    Panel panel(48, 24);
+    GUI_SetFont(&single);
     GUI_Context.LBorder = 7;
-    drawn.clear();
-    static std::string styled;
-    styled.clear();
     GUI_pfDispCharStyle = [](std::uint16_t code) { styled += static_cast<char>(code); };
-    GUI_DispDecAt(-5, 10, 20, 3);
-    GUI_GotoXY(10, 20);
+    GUI_DispDecAt(-5, 30, 2, 3);
+    markCursor();
+    GUI_GotoXY(10, 4);
     GUI_DispChar('a');
     GUI_DispChar('\r');
+    markCursor();
     GUI_DispChar('\n');
     GUI_DispString("b");
     GUI_DispNextLine();
     GUI_DispString(nullptr);
+    markCursor();
     GUI_pfDispCharStyle = nullptr;
-    EXPECT_EQ(drawn, "-@10,20 0@12,20 5@14,20 a@10,20 b@7,26 ");
     EXPECT_EQ(styled, "-05ab");
-    EXPECT_EQ(cursor(), "7,32");
+    EXPECT_TRUE(golden::matches(panel.picture(), "gui/line-steps"));
 }
-
-// ---- Decimal numbers ---------------------------------------------------------------------------
 
 TEST(Text, DecimalTable) {
     const struct {
         std::int32_t value;
         std::uint8_t length, shift;
-        const char* expected;
+        std::string expected;
     } cases[] = {{314, 4, 2, "3.14"},
                  {-7, 3, 0, "-07"},
-                 {5, 2, 0, "05"},
                  {123, 2, 0, "99"},
                  {-123, 3, 0, "-99"},
                  {7, 0, 0, ""},
                  {-7, 1, 0, "-"},
                  {1000000000, 9, 0, "999999999"},
-                 {INT32_MAX, 9, 0, "999999999"},
                  {INT32_MIN, 10, 0, "-999999999"},
                  {INT32_MIN, 3, 1, "-.9"},
                  {-314, 11, 2, "-0000003.14"},
                  {42, 3, 9, "42"},
                  {42, 200, 0, "000000042"}};
-    GUI_DecChar = '.';
-    for (const auto& c : cases) {
+    for (const auto& [value, length, shift, expected] : cases) {
         char text[16] = "###############";
         char* end = text;
-        GUI_AddDec(c.value, c.length, c.shift, &end);
-        EXPECT_STREQ(text, c.expected) << c.value;
-        EXPECT_EQ(end, text + std::string_view(c.expected).size()) << c.value;
+        GUI_AddDec(value, length, shift, &end);
+        EXPECT_EQ(text, expected) << value;
+        EXPECT_EQ(end - text, std::ssize(expected)) << value;
     }
 }
 

@@ -1,131 +1,128 @@
-// Every page and sub-page as it stands on a blank bordered screen, with ordinary data and with
-// the awkward, compared with the pictures in tests/golden. Pages with ordinary data are also drawn
-// on a lit screen, where the cells and areas that they write dark can be told from those that they
-// leave alone.
+// Every page and sub-page as it stands on a blank bordered screen, compared with the pictures in
+// tests/golden: those of desk/pages.json with ordinary data, and the awkward ones below. The
+// ordinary ones are also drawn on a lit screen, where the cells and areas that they write dark can
+// be told from those that they leave alone.
 
+#include "app/log_receiver.h"
 #include "tests/pages/page_test.h"
 
 #include <cerrno>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <regex>
 
 namespace {
 
 using Facts = std::function<void(sim::Gateway&)>;
+using sim::Gateway;
 
 struct PageCase {
     std::string golden; // in a folder called by the panel's number of lines
-    PageNumber page;
-    std::uint8_t subPage = 0;
-    Facts facts = nullptr;
-    std::vector<std::string> logLines = {};
-    int drawsBefore = 0;
+    int page;
+    int subPage;
+    Facts facts = nullptr; // the ordinary ones
 };
-
-const std::string sixtyEightBytes =
-    "0123456789 abcdefghij ABCDEFGHIJ 0123456789 klmnopqrst KLMNOPQRST 67";
-const std::string connected = "\xC1\xAC\xBD\xD3 ppp0 \xD5\xFD\xB3\xA3"; // GB2312, 16 bytes
 
 // The facts after a call of one of the gateway's operations.
 template <class Method, class... Values>
 Facts after(Method method, Values... values) {
-    return [=](sim::Gateway& gateway) { (gateway.*method)(values...); };
+    return [=](Gateway& gateway) { (gateway.*method)(values...); };
 }
 
 Facts channel(const sim::Channel& settings) {
-    return [=](sim::Gateway& gateway) { gateway.writeChannels({settings}); };
+    return [=](Gateway& gateway) { gateway.writeChannels({settings}); };
+}
+
+template <class Value>
+Facts modem(Value sim::ModemFacts::*member, std::type_identity_t<Value> value) {
+    return [=](Gateway& gateway) {
+        gateway.editModem([&](sim::ModemFacts& facts) { facts.*member = value; });
+    };
+}
+
+Facts logLines(const std::vector<std::string>& lines) {
+    return [=](Gateway& gateway) {
+        openLogQueue();
+        for (const std::string& line : lines) {
+            gateway.sendLogLine(line);
+            receiveLogMessage();
+        }
+    };
 }
 
 // The zone changes behind a first draw: 15 hours and a half east of Greenwich it is the next day.
-void otherZone(sim::Gateway& /*gateway*/) {
+void otherZone(Gateway& /*gateway*/) {
     initScreen();
     PageTable[clockPage].draw(clockPage, 0);
     setenv("TZ", "ABC-15:30", 1);
 }
 
-// The modem is asked on the second draw of its page.
-PageCase simStatus(const char* golden, Facts facts = nullptr) {
-    return {golden, simStatusPage, 0, std::move(facts), {}, 1};
-}
-
-template <class Value>
-PageCase simStatus(const char* golden, Value sim::ModemFacts::*member,
-                   std::type_identity_t<Value> value) {
-    return simStatus(golden, [=](sim::Gateway& gateway) {
-        gateway.editModem([&](sim::ModemFacts& facts) { facts.*member = value; });
-    });
-}
-
-PageCase simLog(const char* golden, std::vector<std::string> lines) {
-    return {golden, simLogPage, 0, nullptr, std::move(lines)};
-}
-
-using sim::Gateway;
-
-void addCasesOfBothPanels(std::vector<PageCase>& cases, const std::string& folder) {
-    const PageCase both[] = {
-        {"clock", clockPage},
-        {"ethernet1-address", ethernetPage1, 0},
-        {"ethernet1-netmask", ethernetPage1, 1},
-        {"ethernet1-address-none", ethernetPage1, 0, after(&Gateway::removeInterface, "eth1")},
-        {"ethernet2-address", ethernetPage2, 0},
-        {"ethernet2-netmask", ethernetPage2, 1},
-        {"gateway", gatewayPage},
-        {"gateway-widest", gatewayPage, 0, after(&Gateway::writeSysXml, "255.255.255.2550", "0")},
-        {"identity", identityPage},
-        {"version", versionPage},
-        {"version-longest", versionPage, 0,
-         after(&Gateway::writeVersion, "V10.20.30-0123456789abcdefghij-and-what-is-cut\n")},
-        {"tf-card", tfCardPage},
-        {"tf-card-none", tfCardPage, 0, after(&Gateway::setTfCard, false)},
-        {"tf-card-widest", tfCardPage, 0, after(&Gateway::setTfMegabytes, 99'996U, 262'144U)},
-        {"channel", channelPage, 1},
-        {"channel-2", channelPage, 2},
-        {"channel-5", channelPage, 5},
-        {"channel-16", channelPage, 16, channel({16, 115200, 7, "Even", 2})},
-        {"channel-no-parity", channelPage, 2, channel({2, 9600, 8, "", 1})},
-        {"channel-gone", channelPage, 3},
-        {"reboot", rebootPage},
-    };
-    for (PageCase pageCase : both) {
-        pageCase.golden.insert(0, folder);
-        cases.push_back(std::move(pageCase));
-    }
-}
-
-std::vector<PageCase> pageCases() {
+std::vector<PageCase> awkwardPages() {
     using F = sim::ModemFacts;
+    const std::string sixtyEightBytes =
+        "0123456789 abcdefghij ABCDEFGHIJ 0123456789 klmnopqrst KLMNOPQRST 67";
+    const std::string connected = "\xC1\xAC\xBD\xD3 ppp0 \xD5\xFD\xB3\xA3"; // GB2312, 16 bytes
     std::vector<PageCase> cases = {
         {"64/clock-other-zone", clockPage, 0, otherZone},
         {"64/ethernet1-address-cascaded", ethernetPage1, 0,
          after(&Gateway::writeSysXml, "192.168.1.1", "1")},
         {"64/gateway-none", gatewayPage, 0, after(&Gateway::removeFile, "/zelkora/Config/sys.xml")},
 
-        {"64/sim-scanning", simStatusPage},
-        simStatus("64/sim-status"),
-        simStatus("64/sim-status-no-bars", &F::csq, 99),
-        simStatus("64/sim-status-1-bar", &F::csq, 5),
-        simStatus("64/sim-status-no-card", &F::simCard, sim::SimCard::Absent),
-        simStatus("64/sim-status-searching", &F::registration, 2),
-        simStatus("64/sim-status-2g", &F::networkMode, 3),
-        simStatus("64/sim-status-3g", &F::networkMode, 5),
-        simStatus("64/sim-status-no-network", &F::networkMode, 0),
-        simStatus("64/sim-status-no-modem", after(&Gateway::setModemPresent, false)),
-        {"64/sim-address", simStatusPage, 1},
-        {"64/sim-netmask", simStatusPage, 2},
+        {"64/sim-status-no-bars", simStatusPage, 0, modem(&F::csq, 99)},
+        {"64/sim-status-1-bar", simStatusPage, 0, modem(&F::csq, 5)},
+        {"64/sim-status-no-card", simStatusPage, 0, modem(&F::simCard, sim::SimCard::Absent)},
+        {"64/sim-status-searching", simStatusPage, 0, modem(&F::registration, 2)},
+        {"64/sim-status-2g", simStatusPage, 0, modem(&F::networkMode, 3)},
+        {"64/sim-status-3g", simStatusPage, 0, modem(&F::networkMode, 5)},
+        {"64/sim-status-no-network", simStatusPage, 0, modem(&F::networkMode, 0)},
+        {"64/sim-status-no-modem", simStatusPage, 0, after(&Gateway::setModemPresent, false)},
         {"64/sim-address-none", simStatusPage, 1, after(&Gateway::removeInterface, "ppp0")},
 
-        simLog("64/sim-log", {"link up", "ppp0 10.64.3.7"}),
-        simLog("64/sim-log-empty", {}),
-        simLog("64/sim-log-one", {"link up"}),
+        {"64/sim-log-empty", simLogPage, 0},
+        {"64/sim-log-one", simLogPage, 0, logLines({"link up"})},
         // Commas have no glyph and take no room, so the end of what is shown can be seen.
-        simLog("64/sim-log-longest", {sixtyEightBytes, std::string(60, ',') + "abcdefgh"}),
-        simLog("64/sim-log-gb2312", {connected, "dial *99# (2, \xC8\xFD) ?"}),
-        simLog("64/sim-log-empty-line", {"link up", ""}),
+        {"64/sim-log-longest", simLogPage, 0,
+         logLines({sixtyEightBytes, std::string(60, ',') + "abcdefgh"})},
+        {"64/sim-log-gb2312", simLogPage, 0, logLines({connected, "dial *99# (2, \xC8\xFD) ?"})},
+        {"64/sim-log-empty-line", simLogPage, 0, logLines({"link up", ""})},
     };
-    addCasesOfBothPanels(cases, "64/");
-    addCasesOfBothPanels(cases, "32/");
+    const PageCase onBothPanels[] = {
+        {"ethernet1-address-none", ethernetPage1, 0, after(&Gateway::removeInterface, "eth1")},
+        {"gateway-widest", gatewayPage, 0, after(&Gateway::writeSysXml, "255.255.255.2550", "0")},
+        {"version-longest", versionPage, 0,
+         after(&Gateway::writeVersion, "V10.20.30-0123456789abcdefghij-and-what-is-cut\n")},
+        {"tf-card-none", tfCardPage, 0, after(&Gateway::setTfCard, false)},
+        {"tf-card-widest", tfCardPage, 0, after(&Gateway::setTfMegabytes, 99'996U, 262'144U)},
+        {"channel-16", channelPage, 16, channel({16, 115200, 7, "Even", 2})},
+        {"channel-no-parity", channelPage, 2, channel({2, 9600, 8, "", 1})},
+        {"channel-gone", channelPage, 3},
+    };
+    for (const PageCase& awkward : onBothPanels) {
+        for (const char* folder : {"64/", "32/"}) {
+            cases.push_back(awkward);
+            cases.back().golden.insert(0, folder);
+        }
+    }
+    return cases;
+}
+
+nlohmann::json read(const char* name) {
+    return nlohmann::json::parse(std::ifstream(std::string(PANELD_DESK_FOLDER) + "/" + name));
+}
+
+std::vector<PageCase> allPages() {
+    std::vector<PageCase> cases = awkwardPages();
+    const Facts ordinaryLog = logLines(read("ordinary.json")["log"]);
+    for (const nlohmann::json& page : read("pages.json")) {
+        for (const int lines : page["panels"]) {
+            const std::string golden =
+                std::to_string(lines) + "/" + page["name"].get<std::string>();
+            const bool isLog = page["page"] == simLogPage;
+            cases.push_back({golden, page["page"], page["subPage"], isLog ? ordinaryLog : nullptr});
+        }
+    }
     return cases;
 }
 
@@ -135,32 +132,31 @@ class PagePictures : public PageTest, public testing::WithParamInterface<PageCas
 };
 
 TEST_P(PagePictures, MatchAndStayUnderATimerRedraw) {
-    const PageCase& pageCase = GetParam();
-    const std::string& name = pageCase.golden;
-    if (pageCase.facts != nullptr) {
-        pageCase.facts(gateway);
+    const auto& [name, pageNumber, subPageNumber, facts] = GetParam();
+    const auto page = static_cast<std::uint8_t>(pageNumber);
+    const auto subPage = static_cast<std::uint8_t>(subPageNumber);
+    if (facts != nullptr) {
+        facts(gateway);
     }
-    for (const std::string& line : pageCase.logLines) {
-        log(line);
-    }
-    for (int draw = 0; draw <= pageCase.drawsBefore; ++draw) {
-        enter(pageCase.page, pageCase.subPage);
+    enter(page, subPage);
+    if (name.starts_with("64/sim-status")) { // the modem is asked on the second draw
+        enter(page, subPage);
     }
     EXPECT_TRUE(golden::matches(shown(gateway), name));
     if (name == "64/sim-scanning") { // shown once only
         return;
     }
-    redraw(pageCase.page, pageCase.subPage);
+    redraw(page, subPage);
     EXPECT_TRUE(golden::matches(shown(gateway), name)) << "after a timer redraw";
-    if (pageCase.facts == nullptr && pageCase.logLines.empty()) {
+    if (facts == nullptr) {
         gateway.fillPicture(0xff);
-        redraw(pageCase.page, pageCase.subPage);
+        redraw(page, subPage);
         EXPECT_TRUE(golden::matches(shown(gateway), name + "-on-lit"));
     }
     EXPECT_TRUE(gateway.canaryIntact());
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, PagePictures, testing::ValuesIn(pageCases()),
+INSTANTIATE_TEST_SUITE_P(Golden, PagePictures, testing::ValuesIn(allPages()),
                          [](const auto& suite) {
                              return std::regex_replace(suite.param.golden, std::regex("\\W"), "_");
                          });

@@ -2,7 +2,6 @@
 
 // The ground of tests that draw pages as the page loop does.
 
-#include "app/log_receiver.h"
 #include "app/log_store.h"
 #include "app/page_table.h"
 #include "app/screen.h"
@@ -25,12 +24,5 @@ class PageTest : public GatewayTest {
     void enter(std::uint8_t page, std::uint8_t subPage = 0) {
         initScreen();
         redraw(page, subPage);
-    }
-
-    // Lets another process send a log line, and takes it into the store.
-    void log(std::string_view line) {
-        openLogQueue();
-        gateway.sendLogLine(line);
-        receiveLogMessage();
     }
 };

@@ -4,9 +4,12 @@ facts and the clock page shown, and presses, changes and looks; time passes by `
 panels(64)          it is for that panel; else it is played on both
 kernel(reason)      on virtual gateways only; simulated(reason): on the simulated one only
 everywhere          on a virtual gateway of each processor and panel; else on the first of them
+live                the simulated one runs on real time, as other programs on it need
 """
 
+import os
 import pathlib
+import subprocess
 import sys
 
 import pytest
@@ -24,7 +27,6 @@ ASK_LIMIT = 25.0        # until the modem has been asked twice at most
 CLOCK_LIMIT = 1.5       # the clock page is redrawn every second
 CLOCK_TRIES = 4
 CLOCK_ICON_WIDTH = 34   # left of the digits, on both panels
-PROCESSORS = ("amd64", "armhf")
 
 
 class WatchedGateway(desk.Gateway):
@@ -81,6 +83,17 @@ class WatchedGateway(desk.Gateway):
     def wait_text(self, *texts: str, limit: float = DRAW_LIMIT) -> None:
         self.wait(lambda: self.shows(*texts), limit)
 
+    def panelctl(self, *words: str) -> tuple[int, str]:
+        """Runs the tool on the gateway: its status, and all that it printed."""
+        if not self.simulated:
+            status, text = self.sh(" ".join(("panelctl", *words)))
+            return status, text.encode("latin-1").decode()
+        sanitizers = os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
+        done = subprocess.run([desk.BUILD / "panelctl", *words], stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, text=True,
+                              env=os.environ | self.environment() | {"ASAN_OPTIONS": sanitizers})
+        return done.returncode, done.stdout
+
     def wait_said(self, text: str) -> None:
         self.wait(lambda: text in (self.said(), self.output)[1])
 
@@ -90,7 +103,7 @@ def pytest_addoption(parser) -> None:
 
 
 def pytest_configure(config) -> None:
-    for mark in ("panels", "kernel", "simulated", "everywhere"):
+    for mark in ("panels", "kernel", "simulated", "everywhere", "live"):
         config.addinivalue_line("markers", f"{mark}: see conftest.py")
 
 
@@ -98,8 +111,9 @@ def pytest_generate_tests(metafunc) -> None:
     marks = {mark.name: mark.args for mark in metafunc.definition.iter_markers()}
     panels = marks.get("panels", (64, 32))
     chosen = metafunc.config.getoption("--virtual")
-    kinds = [(place, lines) for place in (chosen or "simulated").split(",") for lines in panels
-             if not chosen or "everywhere" in marks or (place, lines) == (PROCESSORS[0], panels[0])]
+    places = (chosen or "simulated").split(",")
+    kinds = [(place, lines) for place in places for lines in panels
+             if not chosen or "everywhere" in marks or (place, lines) == (places[0], panels[0])]
     metafunc.parametrize("gateway", kinds, indirect=True, ids=lambda kind: "{}-{}".format(*kind))
 
 
@@ -109,6 +123,8 @@ def gateway(request):
     other = "kernel" if place == "simulated" else "simulated"
     if mark := request.node.get_closest_marker(other):
         pytest.skip(f"{other} only: {mark.args[0]}")
-    command = desk.SIMULATED if place == "simulated" else [*desk.VIRTUAL, "--processor", place]
+    live = ["--live"] * bool(request.node.get_closest_marker("live"))
+    command = ([*desk.SIMULATED, *live] if place == "simulated"
+               else [*desk.VIRTUAL, "--processor", place])
     with WatchedGateway(command, lines, place == "simulated") as watched:
         yield watched

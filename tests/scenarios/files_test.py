@@ -25,7 +25,7 @@ def test_files_are_rewritten(gateway):
     gateway.press()
     gateway.wait_text("V2.0.0")
     gateway.write(CHANNELS, TWO_CHANNELS)
-    gateway.press(2)
+    gateway.go("channel", "version")
     gateway.wait_page("channel-no-parity")
     gateway.press()
     gateway.wait_text("1200 7 E 2")
@@ -46,8 +46,7 @@ def test_files_are_broken(gateway):
     gateway.write(SYS_XML, ordinary_file(SYS_XML).replace("192.168.1.1", "10.0.0.254"))
     gateway.wait_text("10.0.0.254", limit=REFRESH)
     gateway.write(CHANNELS, "<ChannelConfig><Channel")
-    gateway.go("tf-card", "gateway")
-    gateway.press()                            # no channel is left: over the page to the clock
+    gateway.go("channel", "gateway")           # none is left: over the page to the clock
     gateway.wait_page("clock")
 
 

@@ -3,7 +3,7 @@
 import pytest
 from conftest import ASK_LIMIT
 from gateway import BUTTON, LONG_PRESS, ORDINARY, SHORT_PRESS, pages
-from picture import blank, bordered
+from picture import blank, bordered, cells
 
 LIT, OFF = 127, 0
 CONFIG = "/zelkora/Config"
@@ -92,6 +92,25 @@ def test_nine_seconds_are_a_short_press_and_ten_reboot(gateway):
         gateway.reset(60)
         gateway.wait_page("clock")
         assert gateway.brightness() == LIT and gateway.reboots() == 1
+
+
+@pytest.mark.everywhere
+@pytest.mark.live
+def test_panelctl_presses_and_shows_what_comes(gateway):
+    for name in gateway.order[1:3]:
+        status, shown = gateway.panelctl("press")
+        assert gateway.picture() == gateway.golden(name), shown
+        assert (status, shown.split("\n")[:-1]) == (0, cells(gateway.picture(), "half"))
+    assert gateway.panelctl("press", "--quiet") == (0, "")
+    gateway.wait_page(gateway.order[3])
+    if gateway.simulated:
+        gateway.remove("/dev/input/event0")
+        status, said = gateway.panelctl("press")
+        assert status == 1 and "no button on /dev/input/event0" in said
+    else:
+        assert gateway.panelctl("press --hold 10 --reboot >/dev/null 2>&1 &") == (0, "")
+        gateway.reset(60)
+        gateway.wait_page("clock")
 
 
 @pytest.mark.kernel("init restarts a daemon that has died")

@@ -11,43 +11,39 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path goldenFolder = PANELD_GOLDEN_FOLDER;
-const fs::path diffFolder = PANELD_GOLDEN_DIFF_FOLDER;
-
-bool updateWanted() {
-    const char* value = std::getenv("PANELD_UPDATE_GOLDENS");
-    return value != nullptr && std::string(value) == "1";
+fs::path goldenFile(const std::string& name) {
+    return fs::path(PANELD_GOLDEN_FOLDER) / (name + ".txt");
 }
 
-bool writeFile(const fs::path& path, const std::string& text) {
-    std::error_code ignored; // the write below fails if the folder is not there
-    fs::create_directories(path.parent_path(), ignored);
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << text;
-    file.close();
-    return !file.fail();
+fs::path differenceFile(const std::string& name) {
+    return fs::path(PANELD_GOLDEN_DIFF_FOLDER) / (name + ".txt");
 }
 
-std::optional<std::string> readFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        return std::nullopt;
-    return std::string(std::istreambuf_iterator<char>(file), {});
+void writeFile(const fs::path& path, const std::string& text) {
+    fs::create_directories(path.parent_path());
+    std::ofstream file(path, std::ios::binary);
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file << text << std::flush;
 }
 
-testing::AssertionResult update(const fs::path& goldenFile, const std::string& text) {
-    if (!writeFile(goldenFile, text))
-        return testing::AssertionFailure() << "cannot write " << goldenFile.string();
-    return testing::AssertionSuccess();
+// The golden, with PANELD_UPDATE_GOLDENS=1 after it was made from `actual`.
+std::optional<std::string> goldenFor(const std::string& name, const std::string& actual) {
+    const char* update = std::getenv("PANELD_UPDATE_GOLDENS");
+    if (update != nullptr && std::string(update) == "1") {
+        writeFile(goldenFile(name), actual);
+    }
+    std::ifstream file(goldenFile(name), std::ios::binary);
+    return file ? std::optional(std::string(std::istreambuf_iterator<char>(file), {}))
+                : std::nullopt;
 }
 
 testing::AssertionResult compare(const picture::Bitmap& actual, const picture::Bitmap& expected) {
     const auto pixel = picture::firstDifference(expected, actual);
-    if (!pixel)
+    if (!pixel) {
         return testing::AssertionSuccess();
+    }
     return testing::AssertionFailure()
-           << "first differing pixel (" << pixel->x << ", " << pixel->y << "), "
-           << (actual.at(pixel->x, pixel->y) ? "lit" : "dark") << " in the actual picture\nactual "
+           << "first differing pixel (" << pixel->x << ", " << pixel->y << ")\nactual "
            << actual.width() << " x " << actual.height() << ":\n"
            << picture::toText(actual) << "expected " << expected.width() << " x "
            << expected.height() << ":\n"
@@ -57,57 +53,28 @@ testing::AssertionResult compare(const picture::Bitmap& actual, const picture::B
 } // namespace
 
 testing::AssertionResult matches(const picture::Bitmap& actual, const std::string& name) {
-    const fs::path goldenFile = goldenFolder / (name + ".txt");
-    const fs::path actualFile = diffFolder / (name + ".actual.txt");
-    const fs::path diffFile = diffFolder / (name + ".diff.txt");
-    if (updateWanted())
-        return update(goldenFile, picture::toText(actual));
-
-    const std::optional<std::string> text = readFile(goldenFile);
-    if (!text) {
-        writeFile(actualFile, picture::toText(actual));
-        return testing::AssertionFailure()
-               << "no golden " << goldenFile.string() << "; the actual picture is in "
-               << actualFile.string() << "\n"
-               << picture::toText(actual);
-    }
-    std::string reason;
-    const auto expected = picture::fromText(*text, &reason);
-    if (!expected)
-        return testing::AssertionFailure() << goldenFile.string() << ": " << reason;
-
-    testing::AssertionResult result = compare(actual, *expected);
+    const std::string text = picture::toText(actual);
+    const auto expected =
+        picture::fromText(goldenFor(name, text).value_or("")).value_or(picture::Bitmap());
+    testing::AssertionResult result = compare(actual, expected);
+    fs::remove(differenceFile(name + ".actual"));
+    fs::remove(differenceFile(name + ".diff"));
     if (!result) {
-        writeFile(actualFile, picture::toText(actual));
-        writeFile(diffFile, picture::diffText(*expected, actual));
-        return result << "golden " << goldenFile.string() << "\ndifferences in "
-                      << diffFile.string() << "\n";
+        writeFile(differenceFile(name + ".actual"), text);
+        writeFile(differenceFile(name + ".diff"), picture::diffText(expected, actual));
+        result << "golden " << goldenFile(name) << "\ndifferences in "
+               << differenceFile(name + ".diff") << "\n";
     }
-    std::error_code ignored; // most often there is nothing left of an earlier difference
-    fs::remove(actualFile, ignored);
-    fs::remove(diffFile, ignored);
     return result;
 }
 
 testing::AssertionResult matchesList(const std::string& actual, const std::string& name) {
-    const fs::path goldenFile = goldenFolder / (name + ".txt");
-    const fs::path actualFile = diffFolder / (name + ".actual.txt");
-    if (updateWanted())
-        return update(goldenFile, actual);
-    if (readFile(goldenFile) == actual)
+    if (goldenFor(name, actual) == actual) {
         return testing::AssertionSuccess();
-    writeFile(actualFile, actual);
+    }
+    writeFile(differenceFile(name + ".actual"), actual);
     return testing::AssertionFailure()
-           << "another text than " << goldenFile.string() << ": " << actualFile.string();
-}
-
-testing::AssertionResult matchesText(const picture::Bitmap& actual, const std::string& expected) {
-    std::string reason;
-    const auto bitmap =
-        picture::fromText(expected.starts_with('\n') ? expected.substr(1) : expected, &reason);
-    if (!bitmap)
-        return testing::AssertionFailure() << "the expected picture: " << reason;
-    return compare(actual, *bitmap);
+           << "another text than " << goldenFile(name) << ": " << differenceFile(name + ".actual");
 }
 
 } // namespace golden

@@ -20,8 +20,4 @@ testing::AssertionResult matches(const picture::Bitmap& actual, const std::strin
 // The same for a text, which is compared as it stands.
 testing::AssertionResult matchesList(const std::string& actual, const std::string& name);
 
-// The same for a small picture written into the test as rows of '#' and '.'. A line feed
-// before the first row is skipped, so that a raw string can begin on a line of its own.
-testing::AssertionResult matchesText(const picture::Bitmap& actual, const std::string& expected);
-
 } // namespace golden

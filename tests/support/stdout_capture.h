@@ -15,9 +15,7 @@ class StdoutCapture {
   public:
     StdoutCapture() {
         std::fflush(stdout);
-        original_ = dup(STDOUT_FILENO);
-        memory_ = memfd_create("stdout", MFD_CLOEXEC);
-        if (original_ < 0 || memory_ < 0 || dup2(memory_, STDOUT_FILENO) < 0) {
+        if (dup2(memory_, STDOUT_FILENO) < 0) {
             std::perror("capture of standard output");
             std::abort();
         }
@@ -31,31 +29,22 @@ class StdoutCapture {
     StdoutCapture(const StdoutCapture&) = delete;
     StdoutCapture& operator=(const StdoutCapture&) = delete;
 
-    // What has been printed since construction or the last `take`.
-    std::string take() {
+    std::string text() const {
         std::fflush(stdout);
-        std::string text;
-        char piece[4096];
-        while (true) {
-            const ssize_t count = pread(memory_, piece, sizeof piece, taken_);
-            if (count <= 0) {
-                return text;
-            }
-            text.append(piece, static_cast<std::size_t>(count));
-            taken_ += count;
-        }
+        std::string text(static_cast<std::size_t>(lseek(memory_, 0, SEEK_END)), '\0');
+        text.resize(static_cast<std::size_t>(pread(memory_, text.data(), text.size(), 0)));
+        return text;
     }
 
   private:
-    int original_ = -1;
-    int memory_ = -1;
-    off_t taken_ = 0;
+    const int original_ = dup(STDOUT_FILENO);
+    const int memory_ = memfd_create("stdout", MFD_CLOEXEC);
 };
 
 // Runs `action` and returns what it printed.
 template <class Action>
 std::string outputOf(Action&& action) {
-    StdoutCapture capture;
+    const StdoutCapture capture;
     std::forward<Action>(action)();
-    return capture.take();
+    return capture.text();
 }

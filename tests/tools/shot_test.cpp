@@ -1,4 +1,4 @@
-// panelctl shot and press, and the command line as a whole.
+// panelctl shot, and the command line as a whole. Presses are a scenario.
 
 #include "picture/image.h"
 #include "tests/tools/session.h"
@@ -71,25 +71,6 @@ TEST_F(Panelctl, ShotWatchesUntilItIsEndedAndShowsEachChangeOnce) {
     kill(std::stoi(contentsOf(folder / "id")), SIGTERM);
     text += waitForLines(35);
     expectText("shot-watch");
-}
-
-TEST_F(Panelctl, PressShowsWhatComes) {
-    startDaemon();
-    type("panelctl press --hold 1");
-    type("panelctl press --hold 1");
-    type("panelctl press --quiet");
-    daemon->settle();
-    type("panelctl shot");
-    gateway.setButtonPresent(false);
-    type("panelctl press");
-    expectText("press");
-}
-
-TEST_F(Panelctl, PressIsHeldUntilTheGatewayReboots) {
-    startDaemon();
-    type("panelctl press --hold 10 --reboot");
-    EXPECT_EQ(gateway.popenCount(), 1U);
-    expectText("press-reboot");
 }
 
 TEST_F(Panelctl, CommandLineTellsUsageAndFailureApart) {
