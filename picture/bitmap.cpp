@@ -5,19 +5,21 @@
 namespace picture {
 namespace {
 
-constexpr char LitMark = '#';
-constexpr char DarkMark = '.';
-constexpr int PixelsPerByte = 8;
+constexpr char litMark = '#';
+constexpr char darkMark = '.';
+constexpr int pixelsPerByte = 8;
 
 bool inside(const Bitmap& bitmap, int x, int y) {
     return x < bitmap.width() && y < bitmap.height();
 }
 
 char diffMark(const Bitmap& expected, const Bitmap& actual, int x, int y) {
-    if (inside(expected, x, y) != inside(actual, x, y))
+    if (inside(expected, x, y) != inside(actual, x, y)) {
         return '?';
-    if (expected.at(x, y) == actual.at(x, y))
-        return actual.at(x, y) ? LitMark : DarkMark;
+    }
+    if (expected.at(x, y) == actual.at(x, y)) {
+        return actual.at(x, y) ? litMark : darkMark;
+    }
     return actual.at(x, y) ? '+' : '-';
 }
 
@@ -27,8 +29,9 @@ std::vector<std::string_view> splitRows(std::string_view text) {
         const std::size_t end = text.find('\n');
         std::string_view row = text.substr(0, end);
         text = end == std::string_view::npos ? std::string_view{} : text.substr(end + 1);
-        if (row.ends_with('\r'))
+        if (row.ends_with('\r')) {
             row.remove_suffix(1);
+        }
         rows.push_back(row);
     }
     return rows;
@@ -42,13 +45,14 @@ Bitmap::Bitmap(int width, int height)
 
 Bitmap Bitmap::fromVideoMemory(std::span<const std::uint8_t> memory, int width, int height) {
     Bitmap bitmap(width, height);
-    const int rowBytes = (bitmap.width() + PixelsPerByte - 1) / PixelsPerByte;
+    const int rowBytes = (bitmap.width() + pixelsPerByte - 1) / pixelsPerByte;
     for (int y = 0; y < bitmap.height(); ++y) {
         for (int x = 0; x < bitmap.width(); ++x) {
             const auto offset = static_cast<std::size_t>(y) * static_cast<std::size_t>(rowBytes) +
-                                static_cast<std::size_t>(x / PixelsPerByte);
-            if (offset < memory.size())
-                bitmap.set(x, y, (memory[offset] >> (x % PixelsPerByte) & 1) != 0);
+                                static_cast<std::size_t>(x / pixelsPerByte);
+            if (offset < memory.size()) {
+                bitmap.set(x, y, (memory[offset] >> (x % pixelsPerByte) & 1) != 0);
+            }
         }
     }
     return bitmap;
@@ -68,8 +72,9 @@ bool Bitmap::at(int x, int y) const {
 }
 
 void Bitmap::set(int x, int y, bool lit) {
-    if (contains(x, y))
+    if (contains(x, y)) {
         pixels_[index(x, y)] = lit ? 1 : 0;
+    }
 }
 
 std::size_t Bitmap::litCount() const {
@@ -79,8 +84,9 @@ std::size_t Bitmap::litCount() const {
 std::string toText(const Bitmap& bitmap) {
     std::string text;
     for (int y = 0; y < bitmap.height(); ++y) {
-        for (int x = 0; x < bitmap.width(); ++x)
-            text += bitmap.at(x, y) ? LitMark : DarkMark;
+        for (int x = 0; x < bitmap.width(); ++x) {
+            text += bitmap.at(x, y) ? litMark : darkMark;
+        }
         text += '\n';
     }
     return text;
@@ -88,20 +94,23 @@ std::string toText(const Bitmap& bitmap) {
 
 std::optional<Bitmap> fromText(std::string_view text, std::string* reason) {
     const auto refuse = [reason](std::size_t row, const char* what) {
-        if (reason != nullptr)
+        if (reason != nullptr) {
             *reason = "row " + std::to_string(row) + " " + what;
+        }
         return std::nullopt;
     };
     const std::vector<std::string_view> rows = splitRows(text);
     const std::size_t width = rows.empty() ? 0 : rows.front().size();
     Bitmap bitmap(static_cast<int>(width), static_cast<int>(rows.size()));
     for (std::size_t y = 0; y < rows.size(); ++y) {
-        if (rows[y].size() != width)
+        if (rows[y].size() != width) {
             return refuse(y, "has another length than the first");
+        }
         for (std::size_t x = 0; x < width; ++x) {
-            if (rows[y][x] != LitMark && rows[y][x] != DarkMark)
+            if (rows[y][x] != litMark && rows[y][x] != darkMark) {
                 return refuse(y, "holds a character other than '#' and '.'");
-            bitmap.set(static_cast<int>(x), static_cast<int>(y), rows[y][x] == LitMark);
+            }
+            bitmap.set(static_cast<int>(x), static_cast<int>(y), rows[y][x] == litMark);
         }
     }
     return bitmap;
@@ -113,8 +122,9 @@ std::optional<Pixel> firstDifference(const Bitmap& expected, const Bitmap& actua
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const char mark = diffMark(expected, actual, x, y);
-            if (mark != LitMark && mark != DarkMark)
+            if (mark != litMark && mark != darkMark) {
                 return Pixel{x, y};
+            }
         }
     }
     return std::nullopt;
@@ -125,8 +135,9 @@ std::string diffText(const Bitmap& expected, const Bitmap& actual) {
     const int height = std::max(expected.height(), actual.height());
     std::string text;
     for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x)
+        for (int x = 0; x < width; ++x) {
             text += diffMark(expected, actual, x, y);
+        }
         text += '\n';
     }
     return text;

@@ -91,7 +91,7 @@ bool differsInCaseOnly(const char* name, const char* wanted) {
 void findMiswrittenElements(ConfigReport& report, const xmlNode* parent, const char* wanted) {
     for (const xmlNode* child = parent->children; child != nullptr; child = child->next) {
         if (child->type == XML_ELEMENT_NODE && differsInCaseOnly(nameOf(child).c_str(), wanted)) {
-            report.add(Finding::Ignored, lineOf(child), "element \"%s\": it must be written \"%s\"",
+            report.add(Finding::Ignored, lineOf(child), R"(element "%s": it must be written "%s")",
                        nameOf(child).c_str(), wanted);
         }
     }
@@ -103,7 +103,7 @@ std::optional<std::string> expectAttribute(ConfigReport& report, const xmlNode* 
     forEachAttribute(element, [&](const char* name, const char*) {
         if (differsInCaseOnly(name, wanted)) {
             report.add(Finding::Ignored, lineOf(element),
-                       "attribute \"%s\": it must be written \"%s\"", name, wanted);
+                       R"(attribute "%s": it must be written "%s")", name, wanted);
         }
     });
     auto value = attributeOf(element, wanted);
@@ -144,7 +144,7 @@ bool isPacked(const char* path) {
 void explainFailure(ConfigReport& report, const ParserComplaints& complaints) {
     struct stat status {};
     if (stat(report.path.c_str(), &status) != 0) {
-        report.add(Finding::Missing, 0, "%s", std::strerror(errno));
+        report.add(Finding::Missing, 0, "%s", systemReason(errno).c_str());
     } else if (!S_ISREG(status.st_mode)) {
         report.add(Finding::Wrong, 0, "not a regular file");
     } else if (isPacked(report.path.c_str())) {

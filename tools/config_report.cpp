@@ -16,6 +16,7 @@ constexpr const char* kindNames[] = {"cut", "ignored", "missing", "wrong", "note
 
 } // namespace
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): like printf, and checked like it
 void ctl::ConfigReport::add(Finding::Kind kind, long line, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);

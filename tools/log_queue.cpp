@@ -82,7 +82,7 @@ std::optional<ctl::QueueMessage> ctl::LogQueue::receive(long type, int flags) co
     return QueueMessage{buffer[0], std::string(text, static_cast<std::size_t>(size))};
 }
 
-bool ctl::LogQueue::put(const QueueMessage& message) {
+bool ctl::LogQueue::put(const QueueMessage& message) const {
     std::vector<long> buffer(message.bytes.size() / sizeof(long) + 2);
     buffer[0] = message.type;
     std::memcpy(buffer.data() + 1, message.bytes.data(), message.bytes.size());

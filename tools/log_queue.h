@@ -51,7 +51,7 @@ class LogQueue {
     std::optional<QueueMessage> takeOldest();
 
     // Puts a message at the end. False, with errno set, when the queue refuses it.
-    bool put(const QueueMessage& message);
+    bool put(const QueueMessage& message) const;
 
     // Watches the queue for some receive periods of the daemon. True when messages wait and
     // nobody took one: what a running daemon leaves waiting is stuck.

@@ -150,6 +150,7 @@ int run(int argc, char** argv) {
 
 } // namespace
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): like printf, and checked like it
 void ctl::tell(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
@@ -157,6 +158,7 @@ void ctl::tell(const char* format, ...) {
     va_end(arguments);
 }
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): like printf, and checked like it
 void ctl::complain(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
@@ -164,6 +166,7 @@ void ctl::complain(const char* format, ...) {
     va_end(arguments);
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape): what nobody foresees may end the tool
 int main(int argc, char** argv) {
     const int status = run(argc, argv);
     // A full disk or a closed pipe must not pass as success.

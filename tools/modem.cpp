@@ -13,7 +13,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 namespace {
 
@@ -115,7 +114,7 @@ int ctl::modem(const ModemOptions& options) {
     std::optional<DialogueLimit> limit(std::in_place, DialogueLimit::usualSeconds);
     const int fd = openModemPort(modemPortPath);
     if (fd == -1) {
-        complain("cannot open %s: %s", modemPortPath, std::strerror(errno));
+        complain("cannot open %s: %s", modemPortPath, systemReason(errno).c_str());
         return statusTrouble;
     }
     tell("%s, model \"%s\", dialogue of kind %d: %s", modemPortPath, model.c_str(), kind,

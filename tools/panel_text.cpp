@@ -23,7 +23,8 @@ bool isAscii(std::string_view text) {
 // converted part; `error` receives the reason for stopping, 0 at the end.
 std::string convert(const char* to, const char* from, std::string_view& text, int& error) {
     std::string result(4 * text.size() + 4, '\0');
-    const iconv_t converter = iconv_open(to, from);
+    iconv_t converter = iconv_open(to, from);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): as iconv_open defines its failure
     if (converter == reinterpret_cast<iconv_t>(-1)) {
         error = errno;
         return {};

@@ -36,6 +36,7 @@ std::vector<ctl::PortEvent> ctl::stopRecording() {
     return std::exchange(events, {});
 }
 
+// NOLINTBEGIN(readability-identifier-naming): the linker makes these names.
 extern "C" {
 
 ssize_t __real_write(int fd, const void* data, size_t count);
@@ -70,3 +71,4 @@ int __wrap_tcflush(int fd, int queue) {
     return __real_tcflush(fd, queue);
 }
 }
+// NOLINTEND(readability-identifier-naming)

@@ -4,11 +4,11 @@
 #include "device/file_descriptor.h"
 #include "tools/panel_view.h"
 #include "tools/processes.h"
+#include "tools/visible_text.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <linux/input.h>
@@ -56,7 +56,7 @@ bool pass(const std::timespec& time) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaddset(&ends, signal);
     }
-    sigprocmask(SIG_BLOCK, &ends, nullptr);
+    pthread_sigmask(SIG_BLOCK, &ends, nullptr);
     return sigtimedwait(&ends, nullptr, &time) == -1;
 }
 
@@ -95,7 +95,8 @@ int ctl::press(const PressOptions& options) {
     const FileDescriptor button(open(buttonPath, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     if (!button.isOpen() || !hasButton(button.get())) {
         complain("no button on %s: %s", buttonPath,
-                 button.isOpen() ? "the device has no key of code 256" : std::strerror(errno));
+                 button.isOpen() ? "the device has no key of code 256"
+                                 : systemReason(errno).c_str());
         return statusTrouble;
     }
     if (!options.quiet && !openPanel()) {
@@ -107,7 +108,7 @@ int ctl::press(const PressOptions& options) {
     const auto before = options.quiet ? picture::Bitmap() : panelPicture();
     const int brightness = panelBrightness();
     if (!report(button.get(), 0) || !pressed) {
-        complain("cannot write %s: %s", buttonPath, std::strerror(errno));
+        complain("cannot write %s: %s", buttonPath, systemReason(errno).c_str());
         return statusTrouble;
     }
     if (!held) {

@@ -5,9 +5,9 @@
 #include "tools/log_queue.h"
 #include "tools/panel_text.h"
 #include "tools/processes.h"
+#include "tools/visible_text.h"
 
 #include <cerrno>
-#include <cstring>
 
 namespace {
 
@@ -45,7 +45,7 @@ int list(const std::vector<QueueMessage>& messages) {
 
 // What can be said without seeing the messages.
 int listUnseen(const LogQueue& queue, const QueueFacts& facts, int error) {
-    tell("  the messages themselves cannot be seen here (%s)", std::strerror(error));
+    tell("  the messages themselves cannot be seen here (%s)", systemReason(error).c_str());
     if (facts.waiting == 0) {
         return statusFine;
     }
@@ -102,7 +102,7 @@ int dropStuck(LogQueue& queue) {
     }
     const auto message = queue.takeOldest();
     if (!message) {
-        complain("cannot take the message: %s", std::strerror(errno));
+        complain("cannot take the message: %s", systemReason(errno).c_str());
         return statusTrouble;
     }
     if (!isTooLong(*message)) {
@@ -132,7 +132,7 @@ int ctl::queue(const QueueOptions& options) {
     }
     const auto facts = queue->facts();
     if (!facts) {
-        complain("cannot ask the queue: %s", std::strerror(errno));
+        complain("cannot ask the queue: %s", systemReason(errno).c_str());
         return statusTrouble;
     }
     printFacts(*facts);

@@ -7,10 +7,10 @@
 #include "tools/log_queue.h"
 #include "tools/panel_text.h"
 #include "tools/processes.h"
+#include "tools/visible_text.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 namespace {
 
@@ -75,7 +75,7 @@ int ctl::say(const SayOptions& options) {
     // As the daemon does: who comes first creates the queue.
     auto queue = openLogQueue() == 0 ? LogQueue::open() : std::nullopt;
     if (!queue) {
-        complain("cannot open the queue with key %d: %s", logQueueKey, std::strerror(errno));
+        complain("cannot open the queue with key %d: %s", logQueueKey, systemReason(errno).c_str());
         return statusTrouble;
     }
     QueueMessage message{options.type, *bytes};
@@ -84,7 +84,7 @@ int ctl::say(const SayOptions& options) {
     }
     if (!queue->put(message)) {
         complain("cannot send the line: %s",
-                 errno == EAGAIN ? "the queue is full" : std::strerror(errno));
+                 errno == EAGAIN ? "the queue is full" : systemReason(errno).c_str());
         return statusTrouble;
     }
     warnOfWhatKeepsReadersAway(*queue);

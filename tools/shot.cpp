@@ -45,7 +45,7 @@ void watch(const std::optional<picture::CellKind>& cells) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         sigaddset(&ends, signal);
     }
-    sigprocmask(SIG_BLOCK, &ends, nullptr);
+    pthread_sigmask(SIG_BLOCK, &ends, nullptr);
 
     View shown{};
     int look = 0;

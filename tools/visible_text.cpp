@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <system_error>
 
 namespace {
 
@@ -103,6 +104,11 @@ std::string ctl::formattedList(const char* format, std::va_list arguments) {
     return text;
 }
 
+std::string ctl::systemReason(int error) {
+    return std::generic_category().message(error);
+}
+
+// NOLINTNEXTLINE(cert-dcl50-cpp): like printf, and checked like it
 std::string ctl::formatted(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);

@@ -22,6 +22,9 @@ std::string hexadecimal(std::string_view bytes);
 [[gnu::format(printf, 1, 2)]] std::string formatted(const char* format, ...);
 [[gnu::format(printf, 1, 0)]] std::string formattedList(const char* format, std::va_list arguments);
 
+// What the system says of an error number, in English.
+std::string systemReason(int error);
+
 // Bytes of the character at the front of a text that is not empty; 0 when they are no UTF-8.
 std::size_t characterSize(std::string_view utf8);
 

@@ -93,6 +93,7 @@ class Panelctl : public testing::Test {
         seen = replaced(seen, "panelctl: warning: paneld \\(process \\d+.*\n", "");
         seen = replaced(seen, "panelctl: .*no paneld is running.*\n", "");
         seen = replaced(seen, " +\\d+\\.\\d{3} s", "  N s");
-        return replaced(seen, "\\b\\d{1,4} ms", "N ms");
+        seen = replaced(seen, "for \\d{2,4} ms", "for N ms");
+        return replaced(seen, "after [12]?\\d?\\d ms", "after N ms");
     }
 };
