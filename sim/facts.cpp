@@ -11,6 +11,7 @@
 #include <fstream>
 #include <net/if.h>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <stdexcept>
 
 namespace sim {
@@ -84,36 +85,19 @@ json interfacesOf(const Facts& facts) {
 
 // --- Modem ---
 
-template <typename Value>
-struct Word {
-    const char* word;
-    Value value;
-};
-
-constexpr Word<Maker> makers[] = {
-    {"SIMCOM", Maker::Simcom}, {"AirM2M", Maker::AirM2m}, {"other", Maker::Neither}};
-constexpr Word<SimCard> simCards[] = {
-    {"ready", SimCard::Ready}, {"pin", SimCard::NeedsPin}, {"absent", SimCard::Absent}};
-
+// Words by the number of what they stand for.
+constexpr const char* makers[] = {"SIMCOM", "AirM2M", "both", "other"};
+constexpr const char* simCards[] = {"ready", "pin", "absent"};
+constexpr const char* moods[] = {"answers", "silent", "error"};
 enum class Mood : std::uint8_t { Answers, Silent, Error };
-constexpr Word<Mood> moods[] = {
-    {"answers", Mood::Answers}, {"silent", Mood::Silent}, {"error", Mood::Error}};
 
-template <typename Table, typename Value>
-const char* wordFor(const Table& table, Value value) {
-    const auto* found = std::find_if(std::begin(table), std::end(table),
-                                     [value](const auto& row) { return row.value == value; });
-    return found == std::end(table) ? "" : found->word;
-}
-
-template <typename Table>
-auto valueFor(const Table& table, const json& word) {
-    for (const auto& row : table) {
-        if (word == row.word) {
-            return row.value;
-        }
+template <typename Value>
+Value valueFor(std::span<const char* const> words, const json& word) {
+    const auto found = std::find(words.begin(), words.end(), word);
+    if (found == words.end()) {
+        refuse("unknown word " + word.dump());
     }
-    refuse("unknown word " + word.dump());
+    return static_cast<Value>(found - words.begin());
 }
 
 Mood moodOf(const ModemFacts& modem) {
@@ -124,25 +108,25 @@ Mood moodOf(const ModemFacts& modem) {
 }
 
 json modemFacts(const ModemFacts& modem) {
-    return {{"maker", wordFor(makers, modem.maker)},
-            {"sim", wordFor(simCards, modem.simCard)},
+    return {{"maker", makers[static_cast<int>(modem.maker)]},
+            {"sim", simCards[static_cast<int>(modem.simCard)]},
             {"registration", modem.registration},
             {"signal", modem.csq},
             {"networkMode", modem.networkMode},
             {"systemMode", modem.systemMode},
-            {"mood", wordFor(moods, moodOf(modem))},
+            {"mood", moods[static_cast<int>(moodOf(modem))]},
             {"delay", modem.answerDelayUs / microsecondsPerSecond},
             {"pieces", modem.chunkBytes}};
 }
 
 void setModemFacts(ModemFacts& modem, const json& facts) {
-    modem.maker = valueFor(makers, facts["maker"]);
-    modem.simCard = valueFor(simCards, facts["sim"]);
+    modem.maker = valueFor<Maker>(makers, facts["maker"]);
+    modem.simCard = valueFor<SimCard>(simCards, facts["sim"]);
     modem.registration = static_cast<std::uint8_t>(numberWithin(facts["registration"], 0, 255));
     modem.csq = numberWithin(facts["signal"], -1, INT32_MAX);
     modem.networkMode = numberWithin(facts["networkMode"], INT32_MIN, INT32_MAX);
     modem.systemMode = numberWithin(facts["systemMode"], INT32_MIN, INT32_MAX);
-    const Mood mood = valueFor(moods, facts["mood"]);
+    const Mood mood = valueFor<Mood>(moods, facts["mood"]);
     modem.silentCommands = mood == Mood::Silent ? everyCommand : 0;
     modem.errorCommands = mood == Mood::Error ? everyCommand : 0;
     numberWithin(facts["delay"], 0, longestDelay);

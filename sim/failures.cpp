@@ -11,9 +11,11 @@
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
 
 // libc's own names for its allocator: looking the next one up would allocate.
+// NOLINTBEGIN(readability-identifier-naming)
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
 extern "C" void* __libc_realloc(void* memory, std::size_t size);
+// NOLINTEND(readability-identifier-naming)
 
 namespace {
 
@@ -41,6 +43,7 @@ bool refused(Call call, std::size_t size = 0) {
 
 } // namespace
 
+// NOLINTNEXTLINE(readability-identifier-naming)
 INTERPOSED int __libc_start_main(Main main, int count, char** arguments, void (*init)(),
                                  void (*fini)(), void (*linkerFini)(), void* stackEnd) {
     daemonMain = main;

@@ -195,7 +195,9 @@ class Gateway {
 
     // Calls since the gateway was made, or since resetCounters.
     std::uint64_t calls(Call call) const;
-    std::uint64_t calls(Call call, Path path) const;
+    std::uint64_t calls(Call call, Path path) const {
+        return block_->calls[static_cast<std::size_t>(call)][static_cast<std::size_t>(path)];
+    }
     // Calls of any kind on this place.
     std::uint64_t calls(Path path) const;
     void resetCounters() { std::fill_n(&block_->calls[0][0], callCount * pathCount, 0); }

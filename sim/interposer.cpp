@@ -439,6 +439,9 @@ ControlBlock* attachedBlock() {
 
 using namespace sim;
 
+// The headers' own names for the parameters are reserved ones.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+
 INTERPOSED void panel_gateway_attach(ControlBlock* block) {
     attached = block;
     bindingDecided = true;
@@ -817,3 +820,5 @@ INTERPOSED int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 INTERPOSED int pthread_join(pthread_t thread, void** result) {
     return joinThread(thread, result);
 }
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -116,7 +116,7 @@ class Modem {
     };
 
     // `at` moves on to the end of the answer: the next one follows it.
-    void answer(const ModemFacts& facts, std::string_view line, Nanoseconds& at);
+    void answer(const ModemFacts& facts, std::string_view command, Nanoseconds& at);
     bool answerFromScript(ModemScript& script, std::string_view command, Nanoseconds now);
     std::int32_t numberFor(const ModemFacts& facts, Command command);
     void schedule(std::string_view bytes, Nanoseconds due, bool hangUp = false);

@@ -98,7 +98,7 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
         dup2(output.ends[1], STDOUT_FILENO);
         dup2(error.ends[1], STDERR_FILENO);
         for (const auto& [variable, value] : variables) {
-            setenv(variable.c_str(), value.c_str(), 1);
+            setenv(variable.c_str(), value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
         }
         if (getppid() == harness) {
             execl(binary.c_str(), binary.c_str(), nullptr);

@@ -127,7 +127,7 @@ bool passTurn(ControlBlock& block) {
 
 [[noreturn]] void endProcess() {
     if (isMainThread()) {
-        std::exit(EXIT_SUCCESS);
+        std::exit(EXIT_SUCCESS); // NOLINT(concurrency-mt-unsafe): the others sleep for ever
     }
     sleepForEver();
 }
@@ -153,10 +153,13 @@ void sleepVirtually(ControlBlock& block, Nanoseconds duration) {
         if (block.exitRequested != 0) {
             endProcess();
         }
-        for (int look = 0; look < quickLooks && wakeSequence == sequence; ++look) {
-            sched_yield();
+        for (int look = 0; wakeSequence == sequence; ++look) {
+            if (look < quickLooks) {
+                sched_yield();
+            } else {
+                futexWait(wakeSequence, sequence);
+            }
         }
-        futexWait(wakeSequence, sequence);
         guard.lock();
     }
     // The gateway is gone, and with it everything that this thread could work on.
