@@ -91,7 +91,8 @@ class Browser:
         return answer["result"]
 
     def value(self, script: str):
-        return self.ask("Runtime.evaluate", expression=script, returnByValue=True)["result"].get("value")
+        answer = self.ask("Runtime.evaluate", expression=script, returnByValue=True)
+        return answer["result"].get("value")
 
     def dots(self) -> list[str]:
         return self.value(DOTS) or []
