@@ -219,6 +219,8 @@ static_assert(std::atomic<Nanoseconds>::is_always_lock_free);
 
 } // namespace sim
 
+// NOLINTBEGIN(readability-identifier-naming): names of C, found by the linker
+
 // Binds the interposer linked into this program to a control block, or to none with null. Every
 // redirected place is refused while there is none. Weak: a program without the interposer links.
 extern "C" __attribute__((weak)) void panel_gateway_attach(sim::ControlBlock* block);
@@ -229,3 +231,5 @@ extern "C" __attribute__((weak)) int panel_gateway_count(sim::Call call, std::si
 
 // Lets the calling thread sleep on the clock of the attached control block, uncounted. Weak.
 extern "C" __attribute__((weak)) void panel_gateway_pass(sim::Nanoseconds duration);
+
+// NOLINTEND(readability-identifier-naming)

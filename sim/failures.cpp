@@ -43,7 +43,9 @@ bool refused(Call call, std::size_t size = 0) {
 
 } // namespace
 
-// NOLINTNEXTLINE(readability-identifier-naming)
+// NOLINTBEGIN(readability-identifier-naming, readability-inconsistent-declaration-parameter-name):
+// names of libc
+
 INTERPOSED int __libc_start_main(Main main, int count, char** arguments, void (*init)(),
                                  void (*fini)(), void (*linkerFini)(), void* stackEnd) {
     daemonMain = main;
@@ -66,3 +68,5 @@ INTERPOSED void* realloc(void* memory, std::size_t size) noexcept {
 INTERPOSED ssize_t read(int descriptor, void* bytes, std::size_t size) {
     return refused(Call::Read) ? -1 : callNext<"read", ssize_t>(descriptor, bytes, size);
 }
+
+// NOLINTEND(readability-identifier-naming, readability-inconsistent-declaration-parameter-name)
