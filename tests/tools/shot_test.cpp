@@ -64,6 +64,7 @@ TEST_F(Panelctl, ShotWatchesUntilItIsEndedAndShowsEachChangeOnce) {
     };
     gateway.setPanel(sim::panel32);
     gateway.fillPicture(0x0f);
+    type("timeout --preserve-status 2 panelctl shot --watch"); // nothing changes: once
     type("(panelctl shot --watch > watch & echo $! > id; wait $!; echo $? >> watch) &");
     waitForLines(17);
     gateway.fillPicture(0xff);
