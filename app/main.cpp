@@ -28,7 +28,7 @@ void stopWaitingForReader(int fd) {
     }
 }
 
-// Keeps the panel alive when nobody reads its messages any more. A standard descriptor
+// Keeps the panel alive when a pipe's reader no longer reads its messages. A standard descriptor
 // that is closed at start is taken by /dev/null, or the framebuffer would become standard
 // output. A line is written by one call, so that a full pipe loses it whole.
 void prepareStandardStreams() {

@@ -15,7 +15,7 @@
 void onKeyDefault(std::uint8_t page, std::uint8_t subPage, KeyEvent key);
 void onKeyChannel(std::uint8_t page, std::uint8_t subPage, KeyEvent key);
 
-// Passes over a current page that does not apply: the SIM pages on the 32-line panel, the channel
-// page without channels (a smallest channel of 16 counts as none), the reserved row. Opens the
-// channel page on the smallest channel.
+// Passes over a current page that does not apply: the SIM status page on the 32-line panel, and
+// with it the SIM log page behind it; the channel page without channels (a smallest channel of 16
+// counts as none); the reserved row. Opens the channel page on the smallest channel.
 void skipInapplicablePages();

@@ -43,7 +43,7 @@ void setBacklight(int level) {
     char text[8];
     std::snprintf(text, sizeof text, "%d", level);
     const PanelKind& panel = fittedPanel();
-    const FileDescriptor brightness(open(panel.brightnessPath, O_WRONLY));
+    const FileDescriptor brightness(open(brightnessPath(), O_WRONLY));
     if (!brightness.isOpen()) {
         std::puts(panel.openFailure);
         return;

@@ -45,8 +45,11 @@ void* openRegularFile(const char* path) {
     openFile.fd = openConfigFile(path);
     openFile.taken = 0;
     if (openFile.fd == -1) {
-        char reason[64];
-        complain("I/O error", strerror_r(errno, reason, sizeof reason));
+        char cause[64];
+        char reason[192];
+        std::snprintf(reason, sizeof reason, "%s: %s", path,
+                      strerror_r(errno, cause, sizeof cause));
+        complain("I/O error", reason);
         return nullptr;
     }
     return &openFile;

@@ -115,8 +115,8 @@ const GUI_Font* GUI_SetFont(const GUI_Font* font); // null changes nothing
 int GUI_GotoXY(std::int16_t x, std::int16_t y);
 
 // Draw a string at the text cursor or at (x, y); a line feed starts a new line. Horizontal
-// alignment holds for one string and is left afterwards. The cursor is left behind the last
-// character. A null string draws nothing.
+// alignment holds for one string and is GUI_TA_LEFT afterwards. The cursor then stands behind the
+// last character. A null string draws nothing.
 void GUI_DispString(const char* s);
 void GUI_DispStringAt(const char* s, std::int16_t x, std::int16_t y);
 // The same with GUI_TA_HCENTER or-ed to the alignment, which afterwards is what it was before: the

@@ -4,7 +4,8 @@
 // ever: behind the limit a signal interrupts whatever blocks, again and again, until the dialogue
 // has ended and its port is closed.
 //
-// One limit at a time, on the main thread, which alone may take SIGALRM then. Prints nothing.
+// One limit at a time, on the main thread, to which the kernel gives the signal first; a tick that
+// another thread takes is made up for by the next. Prints nothing.
 
 class DialogueLimit {
   public:

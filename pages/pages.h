@@ -21,7 +21,8 @@ void drawGatewayPage(std::uint8_t page, std::uint8_t subPage);
 
 // Page 4, 64-line panel only: modem status (sub-page 0), address (1) and netmask (2) of
 // the cellular link. Asks the modem on its draws numbered 2, 5, 8 ... since the last
-// draw of sub-page 1 or 2, which blocks for up to about 4.5 s.
+// draw of sub-page 1 or 2, which blocks for up to about 4.5 s, on a
+// stopped line for 10 s.
 void drawSimStatusPage(std::uint8_t page, std::uint8_t subPage);
 
 // Page 5, 64-line panel only: the two newest log lines, the older one above.

@@ -3,7 +3,8 @@
 // unmodified daemon as panel_gateway.so. What sim/places.h lists never leads to the real machine:
 // without an attached gateway it does not exist. Built without sanitizers, without fortified
 // headers and without a file offset macro, so that each definition below keeps the name it is
-// written with. It allocates nothing but lists of interfaces.
+// written with. It allocates lists of interfaces, and what it takes to make a relative or winding
+// path plain.
 
 #include "sim/binding.h"
 #include "sim/modem_port.h"
@@ -182,6 +183,7 @@ class Redirection {
         error_ = countCall(*gateway, call, id_);
         if (id_ == Path::Refused) {
             error_ = EACCES;
+            return;
         }
         std::snprintf(text_.data(), text_.size(), "%s%s", gateway->sandbox, pathOf(id_).data());
         target_ = text_.data();
@@ -269,6 +271,7 @@ bool isBacklight(Path path) {
 
 int openAt(int folder, const char* path, int flags, va_list& rest) {
     const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers have begun it
     const mode_t mode = creates ? va_arg(rest, mode_t) : 0;
     const Redirection at(Call::Open, path, folder);
     if (at.fails()) {
