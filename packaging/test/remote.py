@@ -63,7 +63,8 @@ class Browser:
         self._process = subprocess.Popen(
             ["sh", "-c", f'exec "$@" 3<&{inner_in} 4>&{inner_out}', "sh", *CHROMIUM,
              f"--user-data-dir={folder}"],
-            pass_fds=(inner_in, inner_out), stderr=subprocess.DEVNULL)
+            pass_fds=(inner_in, inner_out), stderr=subprocess.DEVNULL,
+            env={**os.environ, "TMPDIR": folder})
         os.close(inner_in)
         os.close(inner_out)
         self._answers = os.fdopen(self._in, "rb")
