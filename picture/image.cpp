@@ -86,7 +86,7 @@ std::vector<std::uint8_t> indexColours(const Image& image, std::vector<Rgb>& pal
 } // namespace
 
 Image panelImage(const Bitmap& bitmap, int scale) {
-    scale = std::clamp(scale, SmallestScale, LargestScale);
+    scale = std::clamp(scale, smallestScale, largestScale);
     const int bezel = bezelDots * scale;
     Image image;
     image.width = bitmap.width() * scale + 2 * bezel;

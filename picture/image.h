@@ -28,11 +28,11 @@ struct Image {
     friend bool operator==(const Image&, const Image&) = default;
 };
 
-constexpr int SmallestScale = 1;
-constexpr int LargestScale = 32;
+constexpr int smallestScale = 1;
+constexpr int largestScale = 32;
 
 // The panel with scale x scale image pixels to a dot, within a bezel three dots wide. The scale
-// is brought into SmallestScale..LargestScale; from 3 on the dots are set apart by dark gaps.
+// is brought into smallestScale..largestScale; from 3 on the dots are set apart by dark gaps.
 Image panelImage(const Bitmap& bitmap, int scale);
 
 // Writes an image of at most 256 colours as a PNG file with a palette. False with a reason when

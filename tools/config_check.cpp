@@ -91,7 +91,7 @@ bool differsInCaseOnly(const char* name, const char* wanted) {
 void findMiswrittenElements(ConfigReport& report, const xmlNode* parent, const char* wanted) {
     for (const xmlNode* child = parent->children; child != nullptr; child = child->next) {
         if (child->type == XML_ELEMENT_NODE && differsInCaseOnly(nameOf(child).c_str(), wanted)) {
-            report.add(Finding::Ignored, lineOf(child), R"(element "%s": it must be written "%s")",
+            report.add(Finding::ignored, lineOf(child), R"(element "%s": it must be written "%s")",
                        nameOf(child).c_str(), wanted);
         }
     }
@@ -102,13 +102,13 @@ std::optional<std::string> expectAttribute(ConfigReport& report, const xmlNode* 
                                            const char* wanted, const char* consequence) {
     forEachAttribute(element, [&](const char* name, const char*) {
         if (differsInCaseOnly(name, wanted)) {
-            report.add(Finding::Ignored, lineOf(element),
+            report.add(Finding::ignored, lineOf(element),
                        R"(attribute "%s": it must be written "%s")", name, wanted);
         }
     });
     auto value = attributeOf(element, wanted);
     if (!value) {
-        report.add(Finding::Missing, lineOf(element), "<%s> has no attribute \"%s\": %s",
+        report.add(Finding::missing, lineOf(element), "<%s> has no attribute \"%s\": %s",
                    nameOf(element).c_str(), wanted, consequence);
     }
     return value;
@@ -119,7 +119,7 @@ std::optional<std::string> expectAttribute(ConfigReport& report, const xmlNode* 
 void addMessages(ConfigReport& report, const std::string& printed) {
     for (std::size_t at = 0; at < printed.size();) {
         const std::size_t end = std::min(printed.find('\n', at), printed.size());
-        report.add(Finding::Note, 0, "the daemon prints \"%s\" at each attempt",
+        report.add(Finding::note, 0, "the daemon prints \"%s\" at each attempt",
                    printed.substr(at, end - at).c_str());
         at = end + 1;
     }
@@ -144,16 +144,16 @@ bool isPacked(const char* path) {
 void explainFailure(ConfigReport& report, const ParserComplaints& complaints) {
     struct stat status {};
     if (stat(report.path.c_str(), &status) != 0) {
-        report.add(Finding::Missing, 0, "%s", systemReason(errno).c_str());
+        report.add(Finding::missing, 0, "%s", systemReason(errno).c_str());
     } else if (!S_ISREG(status.st_mode)) {
-        report.add(Finding::Wrong, 0, "not a regular file");
+        report.add(Finding::wrong, 0, "not a regular file");
     } else if (isPacked(report.path.c_str())) {
-        report.add(Finding::Wrong, 0, "packed, and the daemon unpacks nothing");
+        report.add(Finding::wrong, 0, "packed, and the daemon unpacks nothing");
     } else if (complaints.all().empty()) {
-        report.add(Finding::Wrong, 1, "not the document that the daemon looks for");
+        report.add(Finding::wrong, 1, "not the document that the daemon looks for");
     }
     for (const ParserComplaint& complaint : complaints.all()) {
-        report.add(Finding::Wrong, complaint.line, "%s", complaint.text.c_str());
+        report.add(Finding::wrong, complaint.line, "%s", complaint.text.c_str());
     }
 }
 
@@ -172,7 +172,7 @@ bool readByDaemon(ConfigReport& report, int (DeviceInfo::*reader)()) {
     struct stat status {};
     if (stat(report.path.c_str(), &status) == 0 &&
         static_cast<std::int32_t>(status.st_mtime) == 0) {
-        report.add(Finding::Wrong, 0,
+        report.add(Finding::wrong, 0,
                    "its modification time is the beginning of 1970: such a file is never read");
         return false;
     }
@@ -202,7 +202,7 @@ void checkGateway(ConfigReport& report, const xmlNode* port) {
     checkShownText(report, lineOf(port), "gateway", *text, gatewayLength);
     in_addr address{};
     if (inet_pton(AF_INET, text->c_str(), &address) != 1) {
-        report.add(Finding::Wrong, lineOf(port), "gateway \"%s\" is not an IPv4 address",
+        report.add(Finding::wrong, lineOf(port), "gateway \"%s\" is not an IPv4 address",
                    text->c_str());
     }
 }
@@ -211,7 +211,7 @@ void checkPort(ConfigReport& report, const xmlNode* root) {
     const xmlNode* port = findElement(root->children, "lan1");
     findMiswrittenElements(report, root, "lan1");
     if (port == nullptr) {
-        report.add(Finding::Missing, lineOf(root),
+        report.add(Finding::missing, lineOf(root),
                    "<sysConfig> has no element \"lan1\": gateway and cascade are not set");
         return;
     }
@@ -222,7 +222,7 @@ void checkPort(ConfigReport& report, const xmlNode* root) {
     }
     forEachElement(root, "lan1", [&](const xmlNode* other) {
         if (other != port) {
-            report.add(Finding::Ignored, lineOf(other),
+            report.add(Finding::ignored, lineOf(other),
                        "another <lan1>: only the one on line %ld counts", lineOf(port));
         }
     });
@@ -254,14 +254,14 @@ std::optional<std::string> checkLastElement(ConfigReport& report, const xmlNode*
             return;
         }
         if (last) {
-            report.add(Finding::Ignored, line, "this <%s>: the one on line %ld counts", name,
+            report.add(Finding::ignored, line, "this <%s>: the one on line %ld counts", name,
                        lineOf(element));
         }
         last = text;
         line = lineOf(element);
     });
     if (findElement(root->children, name) == nullptr) {
-        report.add(Finding::Missing, lineOf(root), "<snConfig> has no element \"%s\": %s", name,
+        report.add(Finding::missing, lineOf(root), "<snConfig> has no element \"%s\": %s", name,
                    consequence);
     }
     return last;
@@ -288,7 +288,7 @@ ConfigReport checkSnConfig() {
         const auto model =
             checkLastElement(report, root, "model", "the modem is asked nothing", line);
         if (model && model->size() > serialLength) {
-            report.add(Finding::Cut, line, "model has %zu characters, the first %zu are kept",
+            report.add(Finding::cut, line, "model has %zu characters, the first %zu are kept",
                        model->size(), serialLength);
         }
     });
@@ -308,17 +308,17 @@ ConfigReport checkVersion() {
 
     std::string line = firstLine(versionPath);
     if (line.size() == lineLimit) {
-        report.add(Finding::Cut, 1, "only %zu characters are looked at", lineLimit);
+        report.add(Finding::cut, 1, "only %zu characters are looked at", lineLimit);
     }
     if (!line.empty() && line.back() == '\r') {
         line.pop_back();
     }
     if (line.empty()) {
-        report.add(Finding::Missing, 1, "the first line is empty: no version is shown");
+        report.add(Finding::missing, 1, "the first line is empty: no version is shown");
         return report;
     }
     if (const std::size_t zero = line.find('\0'); zero != std::string::npos) {
-        report.add(Finding::Cut, 1, "a zero byte ends the version after %zu characters", zero);
+        report.add(Finding::cut, 1, "a zero byte ends the version after %zu characters", zero);
         line.resize(zero);
     }
     checkShownText(report, 1, "the version", line, versionLength);
@@ -347,9 +347,9 @@ void checkSettings(ConfigReport& report, const xmlNode* mode, const ChannelConfi
     }
     const auto parity = attributeOf(mode, "Parity");
     if (parity && parity->empty()) {
-        report.add(Finding::Cut, lineOf(mode), "empty Parity: the settings line ends there");
+        report.add(Finding::cut, lineOf(mode), "empty Parity: the settings line ends there");
     } else if (parity && !missingCharacters(parity->substr(0, 1)).empty()) {
-        report.add(Finding::Cut, lineOf(mode), "the panel's font lacks the letter of Parity");
+        report.add(Finding::cut, lineOf(mode), "the panel's font lacks the letter of Parity");
     }
 }
 
@@ -361,7 +361,7 @@ void checkAbsentSettings(ConfigReport& report, const xmlNode* channel) {
             given = given || attributeOf(mode, name).has_value();
         });
         if (!given) {
-            report.add(Finding::Missing, lineOf(channel),
+            report.add(Finding::missing, lineOf(channel),
                        "the channel has no \"%s\": it reads as 0", name);
         }
     }
@@ -381,7 +381,7 @@ Taken checkModes(ConfigReport& report, const xmlNode* channel) {
         }
         stored = stored || current == 0;
         if (++count == 2) {
-            report.add(Finding::Note, lineOf(mode),
+            report.add(Finding::note, lineOf(mode),
                        "another <CommMode>: it goes on from the settings of the one before");
         }
     });
@@ -403,22 +403,22 @@ void checkChannel(ConfigReport& report, const xmlNode* channel, std::map<int, lo
     const long line = lineOf(channel);
     findMiswrittenElements(report, channel, "CommMode");
     if (findElement(channel->children, "CommMode") == nullptr) {
-        report.add(Finding::Missing, line, "channel %d has no <CommMode>: it is not shown", number);
+        report.add(Finding::missing, line, "channel %d has no <CommMode>: it is not shown", number);
         return;
     }
     switch (checkModes(report, channel)) {
     case Taken::OtherMode:
-        report.add(Finding::Note, line, "channel %d is in another mode than 0: it is not shown",
+        report.add(Finding::note, line, "channel %d is in another mode than 0: it is not shown",
                    number);
         return;
     case Taken::NoMode:
-        report.add(Finding::Missing, line, "channel %d has no \"Mode\": it is not shown", number);
+        report.add(Finding::missing, line, "channel %d has no \"Mode\": it is not shown", number);
         return;
     case Taken::Yes:
         break;
     }
     if (const auto earlier = lines.find(number); earlier != lines.end()) {
-        report.add(Finding::Ignored, earlier->second, "this channel %d: the one on line %ld counts",
+        report.add(Finding::ignored, earlier->second, "this channel %d: the one on line %ld counts",
                    number, line);
     }
     lines[number] = line;
@@ -435,12 +435,12 @@ void checkReach(ConfigReport& report, const std::map<int, long>& lines) {
     const int first = DeviceInfo::instance()->firstChannel();
     for (const auto& [number, line] : lines) {
         if (first == noChannel) {
-            report.add(Finding::Wrong, line,
+            report.add(Finding::wrong, line,
                        "channel %d: a smallest channel of %d counts as none, so no "
                        "channel is shown",
                        number, noChannel);
         } else if (number != first && number > lastReachedChannel) {
-            report.add(Finding::Wrong, line,
+            report.add(Finding::wrong, line,
                        "channel %d is not shown: the button steps to channels up to %d", number,
                        lastReachedChannel);
         }
@@ -466,7 +466,7 @@ ConfigReport checkChannels() {
                        [&](const xmlNode* channel) { checkChannel(report, channel, lines); });
         checkReach(report, lines);
         if (lines.empty()) {
-            report.add(Finding::Note, 0, "no channel is shown");
+            report.add(Finding::note, 0, "no channel is shown");
         }
     });
     return report;

@@ -26,7 +26,7 @@ void ctl::ConfigReport::add(Finding::Kind kind, long line, const char* format, .
 
 bool ctl::ConfigReport::isFine() const {
     return std::all_of(findings.begin(), findings.end(),
-                       [](const Finding& finding) { return finding.kind == Finding::Note; });
+                       [](const Finding& finding) { return finding.kind == Finding::note; });
 }
 
 std::string ctl::describe(const ConfigReport& report, const Finding& finding) {
@@ -46,29 +46,29 @@ void ctl::checkNumber(ConfigReport& report, long line, const char* name, std::st
     } else if (*end != '\0') {
         fault = "goes on behind the number";
     } else if (errno == ERANGE || number < lowest || number > highest) {
-        report.add(Finding::Wrong, line, "%s \"%s\" is not within %ld to %ld: it reads as %ld",
+        report.add(Finding::wrong, line, "%s \"%s\" is not within %ld to %ld: it reads as %ld",
                    name, copy.c_str(), lowest, highest, reads);
         return;
     } else {
         return;
     }
-    report.add(Finding::Wrong, line, "%s \"%s\" %s: it reads as %ld", name, copy.c_str(), fault,
+    report.add(Finding::wrong, line, "%s \"%s\" %s: it reads as %ld", name, copy.c_str(), fault,
                reads);
 }
 
 void ctl::checkShownText(ConfigReport& report, long line, const char* name, const std::string& text,
                          std::size_t kept) {
     if (text.size() > kept) {
-        report.add(Finding::Cut, line, "%s has %zu characters, the first %zu are kept", name,
+        report.add(Finding::cut, line, "%s has %zu characters, the first %zu are kept", name,
                    text.size(), kept);
     }
     const std::string stored = text.substr(0, kept);
     if (const auto missing = missingCharacters(stored); !missing.empty()) {
-        report.add(Finding::Cut, line, "%s loses %s: the panel's font lacks %s", name,
+        report.add(Finding::cut, line, "%s loses %s: the panel's font lacks %s", name,
                    quotedList(missing).c_str(), missing.size() == 1 ? "it" : "them");
     }
     if (const int width = textWidth(stored); width > borderedWidth) {
-        report.add(Finding::Cut, line,
+        report.add(Finding::cut, line,
                    "%s is %d pixels wide and the panel has %d between its borders: both ends run "
                    "over",
                    name, width, borderedWidth);

@@ -11,11 +11,11 @@ namespace ctl {
 
 struct Finding {
     enum Kind {
-        Cut,     // a value is not shown whole
-        Ignored, // something of the daemon's is there and does not count
-        Missing, // something that the daemon looks for is not there
-        Wrong,   // a value reads as something else than it says, or cannot be read
-        Note,    // worth knowing, and as it may be
+        cut,     // a value is not shown whole
+        ignored, // something of the daemon's is there and does not count
+        missing, // something that the daemon looks for is not there
+        wrong,   // a value reads as something else than it says, or cannot be read
+        note,    // worth knowing, and as it may be
     };
     Kind kind;
     long line; // of the file, from 1; 0: the file as a whole

@@ -54,24 +54,24 @@ void printTranscript(const std::vector<PortEvent>& events, microseconds end) {
     for (std::size_t i = 0; i < events.size(); ++i) {
         const PortEvent& event = events[i];
         switch (event.kind) {
-        case PortEvent::Sent: {
+        case PortEvent::sent: {
             asked = event.at;
             tell("%8.3f s  > %s", seconds(event.at), visible(event.bytes).c_str());
             std::size_t next = i + 1;
-            while (next < events.size() && events[next].kind == PortEvent::Discarded) {
+            while (next < events.size() && events[next].kind == PortEvent::discarded) {
                 ++next;
             }
-            if (next == events.size() || events[next].kind == PortEvent::Sent) {
+            if (next == events.size() || events[next].kind == PortEvent::sent) {
                 const microseconds waited = (next == events.size() ? end : events[next].at) - asked;
                 tell("            < nothing for %.0f ms", milliseconds(waited));
             }
             break;
         }
-        case PortEvent::Received:
+        case PortEvent::received:
             tell("%8.3f s  < %s  (after %.0f ms)", seconds(event.at), visible(event.bytes).c_str(),
                  milliseconds(event.at - asked));
             break;
-        case PortEvent::Discarded:
+        case PortEvent::discarded:
             tell("%8.3f s    %zu bytes came before the command was out and were dropped",
                  seconds(event.at), event.count);
             break;

@@ -45,7 +45,7 @@ int __real_tcflush(int fd, int queue);
 
 ssize_t __wrap_write(int fd, const void* data, size_t count) {
     if (fd == recordedFd) {
-        record(PortEvent::Sent, data, count);
+        record(PortEvent::sent, data, count);
     }
     return __real_write(fd, data, count);
 }
@@ -53,7 +53,7 @@ ssize_t __wrap_write(int fd, const void* data, size_t count) {
 ssize_t __wrap_read(int fd, void* data, size_t count) {
     const ssize_t size = __real_read(fd, data, count);
     if (fd == recordedFd && size > 0) {
-        record(PortEvent::Received, data, static_cast<std::size_t>(size));
+        record(PortEvent::received, data, static_cast<std::size_t>(size));
     }
     return size;
 }
@@ -66,7 +66,7 @@ ssize_t __wrap___read_chk(int fd, void* data, size_t count, size_t /*room*/) {
 int __wrap_tcflush(int fd, int queue) {
     int waiting = 0;
     if (fd == recordedFd && ioctl(fd, FIONREAD, &waiting) == 0 && waiting > 0) {
-        record(PortEvent::Discarded, nullptr, static_cast<std::size_t>(waiting));
+        record(PortEvent::discarded, nullptr, static_cast<std::size_t>(waiting));
     }
     return __real_tcflush(fd, queue);
 }

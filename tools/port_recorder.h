@@ -13,10 +13,10 @@
 namespace ctl {
 
 struct PortEvent {
-    enum Kind { Sent, Received, Discarded };
+    enum Kind { sent, received, discarded };
     Kind kind;
     std::chrono::microseconds at; // since recording began
-    std::string bytes;            // of Discarded: what the flush threw away, by its size only
+    std::string bytes;            // of discarded: what the flush threw away, by its size only
     std::size_t count;            // bytes
 };
 
