@@ -504,6 +504,13 @@ bool Gateway::sendLogBytes(std::string_view bytes, long type) {
     return msgsnd(queueId_, &message, bytes.size(), IPC_NOWAIT) == 0;
 }
 
+void Gateway::limitQueue(std::optional<std::size_t> bytes) {
+    msqid_ds settings{};
+    checked(msgctl(queueId_, IPC_STAT, &settings), "message queue");
+    settings.msg_qbytes = bytes.value_or(0);
+    checked(msgctl(queueId_, bytes ? IPC_SET : IPC_RMID, &settings), "message queue");
+}
+
 std::size_t Gateway::logLinesWaiting() const {
     msqid_ds status{};
     checked(msgctl(queueId_, IPC_STAT, &status), "message queue");

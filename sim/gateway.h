@@ -186,6 +186,8 @@ class Gateway {
     bool sendLogLine(std::string_view text, long type = 1);
     // Sends exactly these bytes.
     bool sendLogBytes(std::string_view bytes, long type = 1);
+    // Room for so many bytes, fewer than wait in it too; nullopt takes the queue away.
+    void limitQueue(std::optional<std::size_t> bytes);
     // Messages that wait in the queue.
     std::size_t logLinesWaiting() const;
     // Takes the oldest message out, as another reader would; false when there is none.

@@ -268,6 +268,17 @@ void sendSignal(PanelProcess& process, int number) {
     process.waitExit(200ms); // the kernel's own time to end it
 }
 
+void failNext(Gateway& gateway, const std::string& callName, int error) {
+    gateway.clearFaults();
+    for (std::size_t call = 0; call < callCount; ++call) {
+        if (callName == name(static_cast<Call>(call))) {
+            gateway.failCall(static_cast<Call>(call), error);
+            return;
+        }
+    }
+    throw std::invalid_argument("no call " + callName);
+}
+
 json endNormally(PanelProcess& process) {
     const std::optional<int> status = process.exitNormally();
     if (!status) {
@@ -335,6 +346,12 @@ const Verb verbs[] = {
     verb("restart", 0, [](Server& to, const json&) { to.start(); }),
     verb("panel", 1, [](Server& to, const json& with) { to.setPanel(with[0]); }),
     verb("calls", 0, [](Server& to, const json&) { return callsOf(to.gateway()); }),
+    verb("fail", 2, [](Server& to, const json& with) { failNext(to.gateway(), with[0], with[1]); }),
+    verb("queue", 1,
+         [](Server& to, const json& with) {
+             to.gateway().limitQueue(with[0].is_null() ? std::nullopt
+                                                       : std::optional<std::size_t>(with[0]));
+         }),
     verb("fill", 1, [](Server& to, const json& with) { to.gateway().fillPicture(with[0]); }),
     verb("exit", 0, [](Server& to, const json&) { return endNormally(to.process()); }),
     verb("environment", 0, [](Server& to, const json&) { return to.environment(); }),
