@@ -29,19 +29,15 @@ void receive() {
     }
 }
 
-void writeFirstByte() {
+} // namespace
+
+int main() {
+    std::thread(receive).detach();
     const int framebuffer = open("/dev/fb0", O_RDWR);
     void* memory = mmap(nullptr, videoBytes, PROT_READ | PROT_WRITE, MAP_SHARED, framebuffer, 0);
     if (memory != MAP_FAILED) {
         *static_cast<volatile unsigned char*>(memory) = 0xFF;
     }
-}
-
-} // namespace
-
-int main() {
-    std::thread(receive).detach();
-    writeFirstByte();
     // The library is there, as it is in the daemon, and has read one file.
     xmlFreeDoc(xmlReadFile("/zelkora/Config/sys.xml", "UTF-8", XML_PARSE_NOBLANKS));
     const int button = open("/dev/input/event0", O_RDWR | O_NONBLOCK);

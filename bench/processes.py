@@ -1,14 +1,10 @@
 #!/usr/bin/env python3
 """What whole processes cost in real time: paneld, the floor and any others, side by side.
 
-    bench/processes.py ROUNDS SECONDS [NAME=PID[,PID...]]...
+    bench/processes.py FOLDER ROUNDS SECONDS [NAME=PID[,PID...]]...
 
-Prints a line of tab-separated figures per measurement:
-    run    NAME ROUND cpu_ms_per_minute wakeups_per_second private_kb written_kb resident_kb
-    start  NAME microseconds           to the first byte (floor), to the last byte of the first
-                                       complete frame (paneld)
-    key    paneld microseconds stolen  from the release of the button to the last byte of the new
-                                       page; stolen: ticks of 10 ms that the host kept meanwhile
+Prints the tables of docs/performance-figures.md. For the plot, FOLDER gets cpu.dat, the CPU of each
+process, and key.dat, the time of each key.
 """
 
 import mmap
@@ -17,16 +13,26 @@ import pathlib
 import re
 import sys
 import time
+from statistics import mean, median_low
 
 TOP = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(TOP / "desk"))
 
-from gateway import BUTTON, SIMULATED, Gateway   # noqa: E402
+from gateway import BUILD, BUTTON, SIMULATED, Gateway, pages   # noqa: E402
+from walk import page_shown   # noqa: E402
 
-PROGRAMS = {"paneld": TOP / "build/release/paneld", "floor": TOP / "build/release/bench/floor"}
+PROGRAMS = {"paneld": BUILD / "paneld", "floor": BUILD / "bench/floor"}
 STARTS = 20
 PRESSES = 200
-ICON_COLUMNS = 32       # the left side of the clock's icon, which no other page shows
+PATIENCE = 0.8          # seconds; shorter than the second after which the clock redraws itself
+ROUND = 1 + sum(page["reach"] == "press" for page in pages(64))    # presses
+LATENCY = "\n## Latency, microseconds\n\n| what | count | least | median | worst |\n" + (
+    "|---|---:|---:|---:|---:|")
+PROCESSES = """
+## Whole processes, mean of {} rounds of {} s side by side
+
+| process | CPU ms per minute | wake-ups per second | private kB | of it written | resident kB |
+|---|---:|---:|---:|---:|---:|"""
 
 
 def live(name: str) -> Gateway:
@@ -40,18 +46,20 @@ def video_memory(gateway: Gateway) -> mmap.mmap:
         return mmap.mmap(file.fileno(), 1024)
 
 
-def watch(memory: mmap.mmap, before: bytes, quiet: float, patience: float) -> list[float]:
-    """The moments of all changes until there has been none for `quiet` seconds."""
+def watch(memory: mmap.mmap, before: bytes, began: float, quiet: float) -> list[int]:
+    """The microseconds to all changes, until there has been none for `quiet` seconds."""
     changes: list[float] = []
-    end = time.monotonic() + patience
-    while (now := time.monotonic()) < end and (not changes or now - changes[-1] < quiet):
+    while (now := time.monotonic()) < began + PATIENCE and (
+            not changes or now - changes[-1] < quiet):
         if (picture := memory[:]) != before:
             before = picture
             changes.append(time.monotonic())
-    return changes
+    return [round((change - began) * 1e6) for change in changes]
 
 
-def measure_starts(name: str) -> None:
+def starts(name: str, change: int) -> list[int]:
+    """From the start of the program to this change of the picture."""
+    taken = []
     with live(name) as gateway:
         memory = video_memory(gateway)
         environment = os.environ | gateway.environment()
@@ -60,19 +68,21 @@ def measure_starts(name: str) -> None:
             gateway.fill(0)
             began = time.monotonic()
             child = os.posix_spawn(PROGRAMS[name], [name], environment)
-            # Shorter than the second after which the clock redraws itself.
-            changes = watch(memory, bytes(1024), 0.03, 0.8)
+            taken.append(watch(memory, bytes(1024), began, 0.03)[change])
             os.kill(child, 9)
             os.waitpid(child, 0)
-            end = changes[0 if name == "floor" else -1]
-            print("start", name, round((end - began) * 1e6), sep="\t", flush=True)
+    return taken
 
 
 def stolen_ticks() -> int:
+    """Of 10 ms, that the host has kept for others."""
     return int(pathlib.Path("/proc/stat").read_text().split()[8])
 
 
-def measure_keys() -> None:
+def keys() -> list[tuple[int, bool]]:
+    """From the release of the button to the last byte of the new page, and whether the host took
+    no time away meanwhile."""
+    taken = []
     with live("paneld") as gateway:
         memory = video_memory(gateway)
         for press in range(PRESSES):
@@ -80,9 +90,8 @@ def measure_keys() -> None:
             time.sleep(0.15 + press * 0.05 / PRESSES)   # every phase of the poll is met
             before, stolen, began = memory[:], stolen_ticks(), time.monotonic()
             gateway.key(BUTTON, 0)
-            changes = watch(memory, before, 0.01, 0.3)
-            print("key", "paneld", round((changes[-1] - began) * 1e6) if changes else -1,
-                  stolen_ticks() - stolen, sep="\t", flush=True)
+            taken.append((watch(memory, before, began, 0.01)[-1], stolen_ticks() == stolen))
+    return taken
 
 
 def numbers(text: str, word: str) -> int:
@@ -102,42 +111,50 @@ def use_of(processes: list[int]) -> list[float]:
             numbers(memory, "Rss")]
 
 
-def icon(picture: list[str]) -> list[str]:
-    return [row[:ICON_COLUMNS] for row in picture]
-
-
-def measure_runs(rounds: int, seconds: float, others: dict[str, list[int]]) -> None:
+def runs(rounds: int, seconds: float, others: dict[str, list[int]]) -> dict[str, list[list[float]]]:
+    """By process and round: what it used in a minute and in a second, and the memory it has."""
     with live("paneld") as gateway, live("floor") as floor:
         processes = {"paneld": [gateway.daemon()], "floor": [floor.daemon()], **others}
-        clock = icon(gateway.picture())
-        for number in range(1, rounds + 1):
-            # Once round the cycle; the panel then stays lit for a minute.
-            gateway.press()
-            while icon(gateway.picture()) != clock:
-                gateway.press()
+        used = {name: [] for name in processes}
+        for _ in range(rounds):
+            gateway.press(ROUND)    # the panel then stays lit for a minute
             shown = gateway.picture()
             before = {name: use_of(ids) for name, ids in processes.items()}
             began = time.monotonic()
             time.sleep(seconds - 2)     # whole seconds are counted: the last may be dark
-            if gateway.brightness() != 127 or icon(gateway.picture()) != clock \
-                    or gateway.picture() == shown:
+            if gateway.brightness() != 127 or gateway.picture() == shown \
+                    or page_shown(gateway.picture())["name"] != "clock":
                 sys.exit("the clock was not lit and ticking all the time")
             time.sleep(2)
             span = time.monotonic() - began
             for name, ids in processes.items():
                 cpu, woken, *memory = use_of(ids)
-                print("run", name, number, f"{(cpu - before[name][0]) / span * 60:.3f}",
-                      f"{(woken - before[name][1]) / span:.2f}", *memory, sep="\t", flush=True)
+                used[name].append([(cpu - before[name][0]) / span * 60,
+                                   (woken - before[name][1]) / span, *memory])
+    return used
 
 
 def main() -> None:
-    rounds, seconds, *others = sys.argv[1:]
-    measure_starts("floor")
-    measure_starts("paneld")
-    measure_keys()
-    measure_runs(int(rounds), float(seconds),
-                 {name: list(map(int, ids.split(","))) for name, ids in
-                  (other.split("=") for other in others)})
+    folder, rounds, seconds, *others = sys.argv[1:]
+    ids = {name: list(map(int, listed.split(",")))
+           for name, listed in (other.split("=") for other in others)}
+    print(PROCESSES.format(rounds, seconds))
+    cpu = []
+    for name, used in runs(int(rounds), float(seconds), ids).items():
+        per_minute, per_second = (mean(column) for column in list(zip(*used))[:2])
+        print(f"| {name} | {per_minute:.1f} | {per_second:.1f} | "
+              + "{} | {} | {} |".format(*used[-1][2:]))
+        cpu.append(f"{name} {per_minute}")
+    pressed = keys()
+    print(LATENCY)
+    for what, taken in (
+            ("start to the first byte, floor", starts("floor", 0)),
+            ("start to the first complete frame, paneld", starts("paneld", -1)),
+            ("key release to the complete page, paneld", [key for key, _ in pressed]),
+            ("the same, the host taking no time away", [key for key, calm in pressed if calm])):
+        print(f"| {what} | {len(taken)} | {min(taken)} | {median_low(taken)} | {max(taken)} |")
+    for name, rows in (("cpu", cpu), ("key", [key / 1000 for key, _ in pressed])):
+        pathlib.Path(folder, f"{name}.dat").write_text("\n".join(map(str, rows)) + "\n")
 
 
 if __name__ == "__main__":
