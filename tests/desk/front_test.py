@@ -1,31 +1,27 @@
 """What a person holds: where things stand on the terminal, keys and ends, printed pages, plays."""
 
-import fcntl
 import os
 import pathlib
 import pty
 import re
 import select
 import signal
-import struct
 import subprocess
-import sys
 import termios
 import time
+from itertools import product
 
 import pytest
+from gallery_test import GALLERY, TOP, pixels
 
-TOP = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TOP / "desk"))
-
-import view  # noqa: E402
-from gallery_test import GALLERY, pixels  # noqa: E402
-from gateway import pages  # noqa: E402
+import view
+from acts import act_of
+from facts import Facts
+from front import FACT_ROWS
+from gateway import SIMULATED, Gateway, pages
 
 DESK = TOP / "desk/desk"
 PATIENCE = 20.0         # seconds
-SIZES = [(80, 24, "braille"), (90, 28, "braille"), (100, 30, "braille"), (120, 40, "quadrants"),
-         (150, 50, "half"), (200, 60, "half")]
 
 
 def golden(lines: int, name: str) -> str:
@@ -37,83 +33,88 @@ def run(*arguments: str, text: str = "") -> subprocess.CompletedProcess:
                           timeout=60)
 
 
-@pytest.mark.parametrize("columns, rows, cells", SIZES)
-def test_everything_has_its_place(columns, rows, cells):
-    for lines in (64, 32):
-        layout = view.choose_layout(columns, rows, lines, 10, None)
-        areas = [layout.panel, layout.facts, layout.remarks, layout.keys]
-        places = [(x, y) for area in areas for y in range(area.top, area.top + area.rows)
-                  for x in range(area.left, area.left + area.columns)]
-        assert len(places) == len(set(places))
-        assert all(0 <= x < columns and 0 <= y < rows for x, y in places)
-        assert layout.facts.rows * layout.fact_columns >= 10
-        assert layout.remarks.rows >= 1
-    assert view.choose_layout(columns, rows, 64, 10, None).cells == cells
-    box = view.help_area(columns, rows, 28)
-    assert box.left + box.columns <= columns and box.top + box.rows <= rows
-
-
 class Sitting:
     """The front on a terminal of its own."""
 
-    def __init__(self) -> None:
+    def __init__(self, columns: int, rows: int) -> None:
         self._master, self._terminal = pty.openpty()
-        fcntl.ioctl(self._terminal, termios.TIOCSWINSZ, struct.pack("4H", 50, 150, 0, 0))
         self._before = termios.tcgetattr(self._terminal)
         self.process = subprocess.Popen(
             [DESK], stdin=self._terminal, stdout=self._terminal, stderr=self._terminal,
-            env={**os.environ, "TERM": "xterm-256color"}, start_new_session=True)
-        self.seen = ""
+            env=os.environ | {"TERM": "xterm-256color", "COLUMNS": str(columns),
+                              "LINES": str(rows)}, start_new_session=True)
 
     def type(self, keys: str) -> None:
         os.write(self._master, keys.encode())
 
-    def read(self) -> None:
-        end = time.monotonic() + 1
+    def read(self) -> str:
+        seen, end = "", time.monotonic() + 1
         while time.monotonic() < end and select.select([self._master], [], [], 0.2)[0]:
-            self.seen += os.read(self._master, 65536).decode(errors="replace")
+            seen += os.read(self._master, 65536).decode(errors="replace")
+        return seen
 
     def shows(self, pattern: str) -> re.Match | None:
         """Waits for the text on a screen that is drawn anew."""
         end, found = time.monotonic() + PATIENCE, None
         while not found and time.monotonic() < end:
-            self.seen = ""
             self.type("\x0c")
-            self.read()
-            found = re.search(pattern, self.seen)
+            found = re.search(pattern, self.read())
         return found
 
     def restored(self) -> bool:
-        self.read()
-        return termios.tcgetattr(self._terminal) == self._before and "\x1b[?1049l" in self.seen
+        return ("\x1b[?1049l" in self.read()
+                and termios.tcgetattr(self._terminal) == self._before)
 
 
-def test_keys_press_the_button_and_change_the_facts():
-    sitting = Sitting()
-    for keys, expected in [("", "paneld, 64 lines"), ("h", r"held \d"), ("h", "○. button"),
-                           ("1", "cable eth1 out"), ("l通信\r", "log 通信"),
-                           ("fchannels gone\r", "file channels gone"), ("?", "Any key closes"),
-                           ("xjnope\r", "no page 'nope'"), ("s", "paneld, 32 lines")]:
-        sitting.type(keys)
-        assert sitting.shows(expected), keys
+@pytest.fixture(scope="module")
+def told() -> dict[str, str]:
+    """Key -> what it does, as the help has it."""
+    with Gateway(SIMULATED) as gateway:
+        changes = Facts(gateway).keys()
+    assert all(callable(act_of(act)) for _, acts in changes.values() for act in acts)
+    return dict(view.FRONT_HELP) | {key: words for key, (words, _) in changes.items()}
+
+
+@pytest.mark.parametrize("columns, rows, cells, end", [
+    (80, 24, "braille", "q"), (90, 28, "braille", signal.SIGINT),
+    (100, 30, "braille", signal.SIGTERM), (120, 40, "quadrants", signal.SIGHUP),
+    (150, 50, "half", "q"), (200, 60, "half", signal.SIGINT)])
+def test_everything_has_its_place_until_the_terminal_is_given_back(told, columns, rows, cells, end):
+    for lines in (64, 32):
+        layout = view.choose_layout(columns, rows, lines, FACT_ROWS, None)
+        areas = [layout.panel, layout.facts, layout.remarks, layout.keys]
+        places = [(x, y) for left, top, wide, high in areas
+                  for x in range(left, left + wide) for y in range(top, top + high)]
+        assert len({*places}) == len(places)
+        assert {*places} <= {*product(range(columns), range(rows))}
+        assert layout.facts.rows * layout.fact_columns >= FACT_ROWS and layout.remarks.rows >= 1
+    assert view.choose_layout(columns, rows, 64, FACT_ROWS, None).cells == cells
+    sitting = Sitting(columns, rows)
+    daemon = sitting.shows(r"pid (\d+)")[1]
+    sitting.type("?")
+    box = sitting.shows("Any key closes").string
+    assert all(words in box for words in told.values())
+    sitting.type("?q") if end == "q" else sitting.process.send_signal(end)
+    assert sitting.process.wait(PATIENCE) == (0 if end == "q" else 128 + end)
+    assert sitting.restored()
+    assert not pathlib.Path("/proc", daemon).exists()
+
+
+def test_keys_press_the_button_and_change_the_facts(told):
+    assert {key for hint, _ in view.KEY_HINTS for key in hint.split()} <= {"?", *told}
+    sitting = Sitting(150, 50)
+    for typed, expected in [("", "paneld, 64 lines"), ("h", r"held \d"), ("h", "○. button"),
+                            ("1", "cable eth1 out"), ("l通信\r", "log 通信"),
+                            ("a\r", "address eth1 10.10.0.3/24"),
+                            ("fchannels gone\r", "file channels gone"), (":press\r", "press"),
+                            ("jnope\r", "no page 'nope'"), ("s", "paneld, 32 lines")]:
+        sitting.type(typed)
+        assert sitting.shows(expected), typed
     os.kill(int(sitting.shows(r"pid (\d+)")[1]), signal.SIGTERM)
     assert sitting.shows("r starts it again")
     sitting.type("r")
     assert sitting.shows(r"pid \d")
     sitting.process.terminate()
-
-
-@pytest.mark.parametrize("number", [0, signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
-def test_the_terminal_is_given_back_and_the_daemon_ended(number):
-    sitting = Sitting()
-    daemon = sitting.shows(r"pid (\d+)")[1]
-    if number:
-        sitting.process.send_signal(number)
-    else:
-        sitting.type("q")
-    assert sitting.process.wait(PATIENCE) == (128 + number if number else 0)
-    assert sitting.restored()
-    assert not pathlib.Path("/proc", daemon).exists()
 
 
 def test_prints_every_page_and_fails_on_one_that_is_not_as_it_should_be():
@@ -124,19 +125,19 @@ def test_prints_every_page_and_fails_on_one_that_is_not_as_it_should_be():
     assert run("--cells", "none").returncode == 2
 
 
-@pytest.mark.parametrize("line, expected", [
-    ("cable eth1 off", "eth1|eth0|ppp0 in|out"), ("jump", "press"), ("press x", "TIMES"),
-    ("modem sim gone", "absent"), ("address eth1 10.0.0.5/40", "PREFIX"), ("log €", "GB2312"),
-    ("clock 2026", "YYYY-MM-DD"), ("write nix a", "sys.xml"), ("show 3", "nothing")])
-def test_a_wrong_line_is_named_before_the_first_is_played(line, expected):
-    played = run("--play", "-", text=f"show\n# a remark\n{line}\n")
+def test_wrong_lines_are_named_before_the_first_is_played():
+    wrong = {"cable eth1 off": "eth1|eth0|ppp0 in|out", "jump": "press", "press x": "TIMES",
+             "modem sim gone": "absent", "address eth1 10.0.0.5/40": "PREFIX", "log €": "GB2312",
+             "clock 2026": "YYYY-MM-DD", "write nix a": "sys.xml", "show 3": "nothing"}
+    played = run("--play", "-", text="show\n# a remark\n" + "\n".join(wrong))
     assert (played.returncode, played.stdout) == (2, "")
-    assert re.match(r"line 3: .*expected.*", played.stderr) and expected in played.stderr
+    for number, (said, expected) in enumerate(
+            zip(played.stderr.splitlines(), wrong.values(), strict=True), 3):
+        assert re.match(rf"line {number}: .*expected.*", said) and expected in said
 
 
 def test_a_played_day_ends_as_it_always_does(tmp_path):
-    script = tmp_path / "day"
-    script.write_text(f"""press
+    played = run("--play", "-", text=f"""press
 show
 modem sim absent      # seen after the next answer
 press 5
@@ -150,7 +151,6 @@ panel 32
 show
 save {tmp_path}/clock.png
 """)
-    played = run("--play", str(script))
     assert played.stdout == (golden(64, "ethernet1-address") + golden(64, "sim-status-no-card")
                              + golden(32, "clock"))
     assert pixels(tmp_path)["clock.png"] == pixels(GALLERY)["32/clock.png"]

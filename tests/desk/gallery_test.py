@@ -3,9 +3,11 @@
 import os
 import pathlib
 import subprocess
+import sys
 import zlib
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(TOP / "desk"))       # for the tests beside this one
 GALLERY = TOP / "docs/gallery"
 
 
