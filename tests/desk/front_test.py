@@ -19,6 +19,7 @@ from acts import act_of
 from facts import Facts
 from front import FACT_ROWS
 from gateway import SIMULATED, Gateway, pages
+from picture import CELLS, cells
 
 DESK = TOP / "desk/desk"
 PATIENCE = 20.0         # seconds
@@ -115,6 +116,13 @@ def test_keys_press_the_button_and_change_the_facts(told):
     sitting.type("r")
     assert sitting.shows(r"pid \d")
     sitting.process.terminate()
+
+
+def test_draws_the_panel_with_the_characters_of_panelctl():
+    session = (TOP / "tests/golden/tools/shot.txt").read_text()
+    for lines, kind in product((64, 32), CELLS):
+        rows = cells(golden(lines, "ethernet1-address").split(), kind)
+        assert "\n".join(rows) in session
 
 
 def test_prints_every_page_and_fails_on_one_that_is_not_as_it_should_be():
