@@ -13,7 +13,10 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
+#include <iterator>
 #include <linux/uinput.h>
+#include <map>
 #include <string>
 #include <sys/ioctl.h>
 #include <sys/ipc.h>
@@ -90,15 +93,10 @@ Reply post(const std::string& request) {
 }
 
 Reply readFile(const std::string& path) {
-    const int file = open(path.c_str(), O_RDONLY);
-    if (file < 0)
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
         return failure(path.c_str());
-    Reply reply;
-    char chunk[4096];
-    for (ssize_t got = 0; (got = read(file, chunk, sizeof chunk)) > 0;)
-        reply.text.append(chunk, static_cast<std::size_t>(got));
-    close(file);
-    return reply;
+    return {0, std::string(std::istreambuf_iterator<char>(file), {})};
 }
 
 // The wall clock and the time since the start; sets the wall clock first when a moment is given.
@@ -131,21 +129,9 @@ Reply shell(const std::string& script) {
     return reply;
 }
 
-struct Verb {
-    const char* name;
-    Reply (*run)(const std::string& request);
-};
-
-constexpr Verb verbs[] = {
+const std::map<std::string, Reply (*)(const std::string& request)> verbs = {
     {"key", key}, {"post", post}, {"read", readFile}, {"clock", clocks}, {"sh", shell},
 };
-
-Reply answer(const std::string& verb, const std::string& request) {
-    for (const Verb& known : verbs)
-        if (verb == known.name)
-            return known.run(request);
-    return {1, "unknown verb " + verb};
-}
 
 // Reads one byte; waits while the port has no partner outside, which reads as an end of file.
 char nextByte(int port) {
@@ -174,7 +160,8 @@ void serveOne(int port) {
     std::string request(std::strtoul(line.c_str() + blank, nullptr, 10), '\0');
     for (char& byte : request)
         byte = nextByte(port);
-    const Reply reply = answer(line.substr(0, blank), request);
+    const auto verb = verbs.find(line.substr(0, blank));
+    const Reply reply = verb == verbs.end() ? Reply{1, "unknown verb"} : verb->second(request);
     writeAll(port, std::to_string(reply.status) + " " + std::to_string(reply.text.size()) + "\n" +
                        reply.text);
 }
