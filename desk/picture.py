@@ -10,7 +10,8 @@ import struct
 import zlib
 
 FONTS = pathlib.Path(__file__).resolve().parents[1] / "gui" / "fonts"
-BODY, BODY_PAIRS, TITLE = "mono6x12_ascii.art", "mono6x12_gb.art", "mono10x19_ascii.art"
+BODY, BODY_PAIRS = "mono6x12_ascii.art", "mono6x12_gb.art"
+TITLE, TIME = "mono10x19_ascii.art", "prop19_ascii.art"
 
 WIDTH = 128
 
@@ -68,10 +69,12 @@ def difference(rows: list[str], expected: list[str]) -> str:
 
 
 def has_text(rows: list[str], text: str) -> bool:
-    """Whether an ASCII text stands anywhere, in body letters or as a title, plain or reversed."""
-    for sheet in (BODY, TITLE):
+    """Whether an ASCII text stands anywhere, in body letters, as a title or as the time, plain
+    or reversed."""
+    for sheet in (BODY, TITLE, TIME):
         look = ["".join(parts) for parts in zip(*(font(sheet)[ord(letter)] for letter in text))]
         gap = f"[#.]{{{WIDTH - len(look[0])}}}"
+        look = look[next(y for y, row in enumerate(look) if "#" in row):]   # ink is soon found
         for shown in (look, [row.translate({35: ".", 46: "#"}) for row in look]):
             if re.search(gap.join(map(re.escape, shown)), "".join(rows)):
                 return True
