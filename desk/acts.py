@@ -34,7 +34,6 @@ FILES = {
 ZONES = pathlib.Path("/usr/share/zoneinfo")
 LOG_LINE = 68           # bytes; a longer message would stay in the queue
 CLOCK = "%Y-%m-%d %H:%M:%S"
-PICTURE_SCALE = 4
 
 Act = Callable[[Gateway], object]
 
@@ -110,8 +109,7 @@ def show(gateway: Gateway) -> None:
 
 
 def save_act(path: str) -> Act:
-    return lambda gateway: pathlib.Path(path).write_bytes(
-        picture.png(gateway.picture(), PICTURE_SCALE))
+    return lambda gateway: pathlib.Path(path).write_bytes(picture.png(gateway.picture()))
 
 
 PORT, FILE = "|".join(PORTS), "|".join(FILES)

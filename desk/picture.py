@@ -14,6 +14,7 @@ BODY, BODY_PAIRS = "mono6x12_ascii.art", "mono6x12_gb.art"
 TITLE, TIME = "mono10x19_ascii.art", "prop19_ascii.art"
 
 WIDTH = 128
+SCALE = 4               # of a PNG
 
 # Name -> glyphs by pattern, columns and rows of pixels in a cell. Bit n of a pattern is pixel n,
 # row by row; braille numbers its dots down the columns and adds the bottom pair last.
@@ -36,19 +37,19 @@ def cells(rows: list[str], kind: str) -> list[str]:
             for y in range(0, len(rows), high)]
 
 
-def png(rows: list[str], scale: int) -> bytes:
-    """A PNG of one bit a pixel, each of the panel's pixels `scale` by `scale`."""
+def png(rows: list[str]) -> bytes:
+    """A PNG of one bit a pixel, the panel's pixels magnified."""
     def chunk(kind: bytes, data: bytes) -> bytes:
         return (struct.pack(">I", len(data)) + kind + data
                 + struct.pack(">I", zlib.crc32(kind + data)))
 
-    width = len(rows[0]) * scale
+    width = len(rows[0]) * SCALE
     lines = bytearray()
     for row in rows:
-        bits = "".join("01"[pixel == "#"] * scale for pixel in row).ljust(-(-width // 8) * 8, "0")
+        bits = "".join("01"[pixel == "#"] * SCALE for pixel in row).ljust(-(-width // 8) * 8, "0")
         line = int(bits, 2).to_bytes(len(bits) // 8, "big")
-        lines += (b"\0" + line) * scale     # a line begins with its filter: none
-    header = struct.pack(">IIBBBBB", width, len(rows) * scale, 1, 0, 0, 0, 0)
+        lines += (b"\0" + line) * SCALE     # a line begins with its filter: none
+    header = struct.pack(">IIBBBBB", width, len(rows) * SCALE, 1, 0, 0, 0, 0)
     return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header)
             + chunk(b"IDAT", zlib.compress(bytes(lines), 9)) + chunk(b"IEND", b""))
 
@@ -73,8 +74,8 @@ def has_text(rows: list[str], text: str) -> bool:
     or reversed."""
     for sheet in (BODY, TITLE, TIME):
         look = ["".join(parts) for parts in zip(*(font(sheet)[ord(letter)] for letter in text))]
-        gap = f"[#.]{{{WIDTH - len(look[0])}}}"
         look = look[next(y for y, row in enumerate(look) if "#" in row):]   # ink is soon found
+        gap = f"[#.]{{{WIDTH - len(look[0])}}}"
         for shown in (look, [row.translate({35: ".", 46: "#"}) for row in look]):
             if re.search(gap.join(map(re.escape, shown)), "".join(rows)):
                 return True

@@ -79,15 +79,15 @@ def below(kind: str, panel: Area, columns: int, rows: int, facts: int) -> Layout
 
 def choose_layout(columns: int, rows: int, lines: int, facts: int,
                   wanted: str | None) -> Layout | None:
-    """The largest cells that fit, or those that are wanted."""
-    for kind in [wanted] if wanted else LIVE_CELLS:
+    """The wanted cells if they fit, or the largest that do."""
+    for kind in [wanted, *LIVE_CELLS] if wanted else LIVE_CELLS:
         _, wide, high = CELLS[kind]
         panel = Area(0, 0, WIDTH // wide + FRAME, lines // high + FRAME)
         layout = (beside(kind, panel, columns, rows, facts)
                   or below(kind, panel, columns, rows, facts))
         if layout:
             return layout
-    return choose_layout(columns, rows, lines, facts, None) if wanted else None
+    return None
 
 
 def help_area(columns: int, rows: int, entries: int) -> Area:
