@@ -12,6 +12,7 @@ from facts import Facts, Row
 from gateway import BUTTON, LONG_PRESS, SHORT_PRESS, Gateway, GatewayError
 from picture import WIDTH
 from view import FRONT_HELP, View
+from walk import page_shown
 
 FRAME = 0.05                # seconds between two looks at the panel
 LOOK_ASIDE = 1.0            # between two looks at facts and process
@@ -36,6 +37,8 @@ class Desk:
         self.gateway: Gateway | None = None
         self.facts: Facts | None = None
         self.rows = ["." * WIDTH] * lines
+        self._page: dict | None = None
+        self.redraw_in = 0              # seconds; 0: not at all, or it cannot be told
         self.backlight: int | None = 0
         self.pressed_at: float | None = None
         self._holding = False
@@ -104,12 +107,23 @@ class Desk:
                 LONG_PRESS if self._holding else SHORT_PRESS):
             self.let_go()
         rebooting = self._hear()
-        self.rows, self.backlight = self.gateway.picture(), self.gateway.brightness()
+        self._see(self.gateway.picture())
         if rebooting and self._virtual:     # there is soon nobody inside to answer
             self._begin("the gateway reboots", self._boot_again)
         elif rebooting or time.monotonic() - self._looked_aside > LOOK_ASIDE:
             self._look_aside()
             self._rebooting = self._pid if rebooting else self._rebooting
+
+    def _see(self, rows: list[str]) -> None:
+        """The picture, its light, and when the timer is due to draw it again: whole periods after
+        the second of the last key. The clock page, first after a start, has one of a second."""
+        if rows != self.rows:
+            self._page = page_shown(rows)
+        self.rows, self.backlight = rows, self.gateway.brightness()
+        drawn = self._pid and self._page and (self.backlight or len(rows) < 64)
+        period = self._page["refreshSeconds"] if drawn else 0
+        since = int(self.gateway.now()[1]) - int(self.gateway.released)
+        self.redraw_in = period and period - since % period
 
     def _look_aside(self) -> None:
         self._looked_aside = time.monotonic()

@@ -48,6 +48,7 @@ class Gateway:
                                          text=True, encoding="utf-8", start_new_session=True)
         self.output = ""        # all that the daemon has said, as far as it was asked for
         self.errors = ""
+        self.released = 0.0     # when the button was let go, in seconds as `now` gives them
 
     def ask(self, verb: str, *arguments):
         try:
@@ -75,6 +76,11 @@ class Gateway:
         """A line of the log; the panel's text is GB2312. A zero ends it."""
         data = line.encode("gb2312") if isinstance(line, str) else line
         return self.ask("post", as_text(data + b"\0"), kind)
+
+    def key(self, code: int, value: int) -> None:
+        self.ask("key", code, value)
+        if not value:
+            self.released = self.now()[1]
 
     def said_both(self) -> list[str]:
         """What the daemon has written since the last look: standard output, standard error."""

@@ -163,8 +163,10 @@ class View:
             self._put(area.left + 1, y, row, "lit" if light else "dark")
         self._put(area.left + 2, area.top, title, "strong")
         self._put(area.left + 2, bottom, desk.button(), "strong" if desk.pressed_at else "plain")
-        backlight = f" backlight {light} " if light else f" backlight {light}, dark "
-        self._put(right - len(backlight), bottom, backlight, "plain" if light else "quiet")
+        counts = desk.redraw_in and not desk.busy
+        redraw = f" redraw in {desk.redraw_in} s," if counts else ""
+        state = f"{redraw} backlight {light}{'' if light else ', dark'} "
+        self._put(right - len(state), bottom, state, "plain" if light else "quiet")
         if desk.notice:
             notice = f"  {desk.notice}  "
             self._put(area.left + max(0, (area.columns - len(notice)) // 2), bottom - 1, notice,

@@ -104,7 +104,8 @@ def test_everything_has_its_place_until_the_terminal_is_given_back(told, columns
 def test_keys_press_the_button_and_change_the_facts(told):
     assert {key for hint, _ in view.KEY_HINTS for key in hint.split()} <= {"?", *told}
     sitting = Sitting(150, 50)
-    for typed, expected in [("", "paneld, 64 lines"), ("h", r"held \d"), ("h", "○. button"),
+    for typed, expected in [("", "paneld, 64 lines"), (" ", r"redraw in ([2-9]|10) s"),
+                            ("h", r"held \d"), ("h", "○. button"),
                             ("1", "cable eth1 out"), ("l通信\r", "log 通信"),
                             ("a\r", "address eth1 10.10.0.3/24"),
                             ("fchannels gone\r", "file channels gone"), (":press\r", "press"),

@@ -161,6 +161,12 @@ INSTANTIATE_TEST_SUITE_P(Golden, PagePictures, testing::ValuesIn(allPages()),
                              return std::regex_replace(suite.param.golden, std::regex("\\W"), "_");
                          });
 
+TEST(PageList, KnowsHowOftenEachPageIsRedrawn) {
+    for (const nlohmann::json& page : read("pages.json")) {
+        EXPECT_EQ(page["refreshSeconds"], PageTable.at(page["page"]).refreshSeconds) << page;
+    }
+}
+
 TEST_F(PageTest, AVersionIsDrawnAlikeWithAndWithoutItsLineFeed) {
     for (const char* contents : {"V1.2.3", "V1.2.3\nV2\n"}) {
         gateway.writeVersion(contents);
