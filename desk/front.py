@@ -129,13 +129,17 @@ class Desk:
         self._looked_aside = time.monotonic()
         self.facts.look()
         self._pid, self._reboots = self.gateway.daemon(), self.gateway.reboots()
+        self._ended = None if self._pid else self.gateway.ended()
+        self._waiting = self.gateway.waiting()
 
     def fact_rows(self) -> list[Row]:
         if self.busy:
             return [("", "", True)] * FACT_ROWS
-        state = f"pid {self._pid}" if self._pid else "not running"
+        state = (f"pid {self._pid}" if self._pid else "not running" if self._ended is None
+                 else f"ended: {'exit' if self._ended >= 0 else 'signal'} {abs(self._ended)}")
+        waiting = f", {self._waiting} unread" if self._waiting else ""
         reboots = f", reboots: {self._reboots}" if self._reboots else ""
-        return [*self.facts.rows(), ("Daemon", state + reboots, bool(self._pid))]
+        return [*self.facts.rows(), ("Daemon", state + waiting + reboots, bool(self._pid))]
 
     def button(self) -> str:
         if not self._holding:

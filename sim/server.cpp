@@ -21,6 +21,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <sys/wait.h>
 #include <type_traits>
 #include <unistd.h>
 #include <utility>
@@ -287,6 +288,14 @@ json endNormally(PanelProcess& process) {
     return *status;
 }
 
+json endOf(PanelProcess& process) {
+    if (process.running()) {
+        return {};
+    }
+    const int status = *process.status();
+    return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+}
+
 double seconds(std::chrono::nanoseconds time) {
     return static_cast<double>(time.count()) / nanoseconds;
 }
@@ -321,6 +330,8 @@ const Verb verbs[] = {
          }),
     verb("daemon", 0,
          [](Server& to, const json&) { return to.process().running() ? to.process().pid() : 0; }),
+    verb("ended", 0, [](Server& to, const json&) { return endOf(to.process()); }),
+    verb("waiting", 0, [](Server& to, const json&) { return to.gateway().logLinesWaiting(); }),
     verb("reboots", 0, [](Server& to, const json&) { return to.gateway().popenCount(); }),
     verb("facts", 0, [](Server& to, const json&) { return factsOf(to.gateway()); }),
     verb("key", 2, [](Server& to, const json& with) { reportKey(to.gateway(), with[0], with[1]); }),

@@ -113,7 +113,7 @@ def test_keys_press_the_button_and_change_the_facts(told):
         sitting.type(typed)
         assert sitting.shows(expected), typed
     os.kill(int(sitting.shows(r"pid (\d+)")[1]), signal.SIGTERM)
-    assert sitting.shows("r starts it again")
+    assert sitting.shows("ended: signal 15") and sitting.shows("r starts it again")
     sitting.type("r")
     assert sitting.shows(r"pid \d")
     sitting.process.terminate()

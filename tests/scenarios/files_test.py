@@ -86,6 +86,7 @@ def test_lines_wait_while_the_daemon_is_down(gateway):
     gateway.signal(STOP)
     for line in ORDINARY["log"]:
         gateway.post(line)
+    assert gateway.waiting() == len(ORDINARY["log"])
     gateway.restart()
     gateway.go("sim-log")
     gateway.wait_page("sim-log")

@@ -50,7 +50,7 @@ def test_walk_through_every_page(gateway):
         assert PATHS <= reached and "refused" not in reached
         assert reached & {*BRIGHTNESS.values()} == {BRIGHTNESS[gateway.lines]}
         assert gateway.lines == 32 or "/dev/mux3" in reached and not missed
-        assert gateway.exit() == 0
+        assert gateway.exit() == gateway.ended() == 0
         gateway.said()
         assert gateway.errors == ""        # where a leak would be reported
 
@@ -117,6 +117,7 @@ def test_panelctl_presses_and_shows_what_comes(gateway):
 def test_a_killed_daemon_comes_back(gateway):
     gateway.go("ethernet1-address")
     gateway.signal(9)
+    gateway.wait(lambda: gateway.ended() == -9)
     gateway.wait(lambda: gateway.daemon() != 0)
     gateway.wait_page("clock")
     gateway.go("ethernet1-address")
