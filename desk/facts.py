@@ -17,11 +17,6 @@ HOUR = 3600
 Row = tuple[str, str, bool]     # label, value, and whether it is as it should be
 
 
-def following(table, current):
-    table = list(table)
-    return table[(table.index(current) + 1) % len(table) if current in table else 0]
-
-
 class Facts:
     def __init__(self, gateway: Gateway) -> None:
         self._gateway = gateway
@@ -70,7 +65,8 @@ class Facts:
     def act_of_key(self, key: str) -> str:
         """The act behind the one that stands, or the first."""
         acts, standing = self.keys()[key][1], self.standing()
-        return following(acts, next((act for act in acts if act in standing), None))
+        now = next((place for place, act in enumerate(acts) if act in standing), -1)
+        return acts[(now + 1) % len(acts)]
 
     def keys(self) -> dict[str, tuple[str, list[str]]]:
         """Key -> what it does in the words of the help, and the acts that it goes through; in the

@@ -15,11 +15,10 @@ RESET_LIMIT = 30        # until a machine has reset
 def page_shown(rows: list[str]) -> dict | None:
     """The page of the list whose texts are on the panel, the one with most of them: none for a
     channel that is not ordinary, and on the 64-line panel in the dark."""
-    def texts(page: dict) -> list[str]:
-        return page["texts"][str(len(rows))]
+    lines = str(len(rows))
     shown = [page for page in pages(len(rows))
-             if all(picture.has_text(rows, text) for text in texts(page))]
-    return max(shown, key=lambda page: len("".join(texts(page))), default=None)
+             if all(picture.has_text(rows, text) for text in page["texts"][lines])]
+    return max(shown, key=lambda page: len("".join(page["texts"][lines])), default=None)
 
 
 def changed(gateway: Gateway, before: list[str], limit: float = DRAWN) -> list[str]:
