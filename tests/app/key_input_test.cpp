@@ -12,18 +12,13 @@ using namespace std::chrono_literals;
 
 constexpr std::time_t morning = 1'709'543'103; // some moment of the wall clock
 
-constexpr KeyEvent nothing = KeyEvent::None;
-constexpr KeyEvent shortPress = KeyEvent::ShortPress;
-constexpr KeyEvent longPress = KeyEvent::LongPress;
-
-constexpr const char* missingButton =
-    "Open /input/event0 failed, Please check the driver module is insmod.\n";
+using enum KeyEvent;
 
 struct ButtonStep {
     std::uint16_t code;
     std::int32_t value;
     std::chrono::microseconds at; // wall clock since `morning` when the event is read
-    KeyEvent expected = nothing;
+    KeyEvent expected = None;
 };
 
 class Button : public GatewayTest {
@@ -36,7 +31,7 @@ class Button : public GatewayTest {
             gateway.sendEvent(EV_KEY, code, value);
             setClock(at);
             EXPECT_EQ(button->readKey(), expected) << "at " << at.count() << " us";
-            EXPECT_EQ(button->readKey(), nothing) << "after " << at.count() << " us";
+            EXPECT_EQ(button->readKey(), None) << "after " << at.count() << " us";
         }
     }
 
@@ -47,45 +42,38 @@ class Button : public GatewayTest {
     }
 };
 
-TEST_F(Button, IsLongFromTenSecondsOn) {
-    expectKeys({{BTN_0, 0, 9s, shortPress}, // without a press: since construction
-                {BTN_0, 0, 10s, longPress},
+TEST_F(Button, IsLongFromTenSecondsAfterItsLastPressOnWhateverElseComes) {
+    expectKeys({{BTN_0, 0, 9s, ShortPress}, // without a press: since construction
+                {BTN_0, 0, 10s, LongPress},
+                {BTN_0, 1, 15s},
                 {BTN_0, 1, 20'999'999us}, // the microseconds borrow a second
-                {BTN_0, 0, 30'999'998us, shortPress},
+                {BTN_0, 0, 30'999'998us, ShortPress},
                 {BTN_0, 1, 40'999'999us},
-                {BTN_0, 0, 51s, longPress}});
-}
-
-TEST_F(Button, IsTimedFromItsLastPressWhateverElseComes) {
-    expectKeys({{BTN_0, 1, 0s},
-                {BTN_0, 2, 5s},
-                {BTN_1, 1, 8s},
-                {KEY_ESC, 0, 9s},
-                {BTN_0, 0, 10s, longPress},
-                {BTN_0, 1, 20s},
-                {BTN_0, 1, 29s},
-                {BTN_0, 0, 31s, shortPress}});
+                {BTN_0, 2, 45s},
+                {BTN_1, 1, 48s},
+                {KEY_ESC, 0, 50s},
+                {BTN_0, 0, 51s, LongPress}});
 }
 
 TEST_F(Button, KeepsTheDurationBeforeWhenTheClockIsSetBack) {
     expectKeys({{BTN_0, 1, 30s},
-                {BTN_0, 0, 1s, shortPress}, // the first: none before
+                {BTN_0, 0, 1s, ShortPress}, // the first: none before
                 {BTN_0, 1, 2s},
-                {BTN_0, 0, 12s, longPress},
+                {BTN_0, 0, 12s, LongPress},
                 {BTN_0, 1, 20'500ms},
-                {BTN_0, 0, 19'999'999us, longPress},
-                {BTN_0, 0, 20'499'999us, longPress},
-                {BTN_0, 0, 20'500ms, shortPress}});
+                {BTN_0, 0, 19'999'999us, LongPress},
+                {BTN_0, 0, 20'499'999us, LongPress},
+                {BTN_0, 0, 20'500ms, ShortPress}});
 }
 
 TEST_F(Button, APressThatTheClockDoesNotTimeIsShort) {
-    expectKeys({{BTN_0, 1, 0s}, {BTN_0, 0, 11s, longPress}}); // what a press before it left
+    expectKeys({{BTN_0, 1, 0s}, {BTN_0, 0, 11s, LongPress}}); // what a press before it left
     for (const std::uint32_t failing : {1U, 3U}) { // of the press, which asks twice; of the release
         gateway.failCall(sim::Call::GetTimeOfDay, EINVAL, failing);
         expectKeys({{BTN_0, 1, 30s},
-                    {BTN_0, 0, 45s, shortPress}, // set back: as the one before
+                    {BTN_0, 0, 45s, ShortPress}, // set back: as the one before
                     {BTN_0, 1, 60s},
-                    {BTN_0, 0, 59s, shortPress}});
+                    {BTN_0, 0, 59s, ShortPress}});
         gateway.clearFaults();
     }
 }
@@ -97,18 +85,17 @@ TEST_F(Button, APieceOfAnEventIsNoKey) {
     // All but the last byte of a release.
     gateway.sendEventBytes(std::string(sizeof(input_event) - 6, '\0') +
                            std::string("\0\1\0\0\0", 5));
-    EXPECT_EQ(button->readKey(), nothing);
+    EXPECT_EQ(button->readKey(), None);
     gateway.sendEvent(EV_KEY, BTN_0, 0);
-    EXPECT_EQ(button->readKey(), shortPress);
+    EXPECT_EQ(button->readKey(), ShortPress);
 }
 
 TEST_F(Button, AMissingDeviceIsReportedOnceAndNeverOpenedAgain) {
     gateway.setButtonPresent(false);
-    EXPECT_EQ(timeOf([] { EXPECT_EQ(outputOf(KeyInput::instance), missingButton); }), 100ms);
+    EXPECT_EQ(timeOf(KeyInput::instance), 100ms);
     gateway.setButtonPresent(true);
-    gateway.press();
-    gateway.release();
-    EXPECT_EQ(KeyInput::instance()->readKey(), nothing);
+    gateway.sendEvent(EV_KEY, BTN_0, 0);
+    EXPECT_EQ(KeyInput::instance()->readKey(), None);
     EXPECT_EQ(gateway.calls(sim::Call::Open, sim::Path::Button), 1U);
 }
 
