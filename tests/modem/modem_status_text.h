@@ -12,3 +12,10 @@ inline std::string textOf(const ModemStatus& status) {
            std::to_string(status.csq) + " " + std::to_string(status.signalLevel) + " " +
            std::to_string(status.networkType);
 }
+
+// What a dialogue on an open port finds out.
+inline std::string query(std::uint8_t kind, int fd) {
+    ModemStatus status{};
+    queryModemStatus(kind, fd, &status);
+    return textOf(status);
+}

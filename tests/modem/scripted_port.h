@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <string_view>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
@@ -20,7 +19,7 @@ class ScriptedPort {
             std::abort();
         }
         for (const std::string& chunk : chunks) {
-            add(chunk);
+            send(ends_[1], chunk.data(), chunk.size(), 0);
         }
     }
     ~ScriptedPort() {
@@ -29,8 +28,6 @@ class ScriptedPort {
     }
     ScriptedPort(const ScriptedPort&) = delete;
     ScriptedPort& operator=(const ScriptedPort&) = delete;
-
-    void add(std::string_view chunk) { send(ends_[1], chunk.data(), chunk.size(), 0); }
 
     int fd() const { return ends_[0]; }
 
