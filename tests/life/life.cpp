@@ -80,18 +80,12 @@ void Life::walk() {
     }
 }
 
-picture::Bitmap Life::shown() const {
-    const sim::Panel panel = gateway.panel();
-    return picture::Bitmap::fromVideoMemory(gateway.picture(), static_cast<int>(panel.width),
-                                            static_cast<int>(panel.height));
-}
-
 bool Life::findTheClock() {
     // A press may be needed to light the panel or to leave the reboot page.
     for (std::size_t presses = 0; presses < cycle.size() + 2 && !over(); ++presses) {
         gateway.setWallClock(momentOfGoldens());
         press();
-        if (shown() == cycle.front().golden) {
+        if (shown(gateway) == cycle.front().golden) {
             return true;
         }
     }
@@ -111,14 +105,16 @@ std::string Life::differences() {
     for (std::size_t page = 1; page < cycle.size(); ++page) {
         press();
         pass(16s); // until the modem has been asked again
-        if (!(shown() == cycle[page].golden)) {
-            text += cycle[page].name + ":\n" + picture::diffText(cycle[page].golden, shown());
+        if (!(shown(gateway) == cycle[page].golden)) {
+            text +=
+                cycle[page].name + ":\n" + picture::diffText(cycle[page].golden, shown(gateway));
         }
     }
     gateway.setWallClock(momentOfGoldens());
     press();
-    return shown() == cycle.front().golden ? text
-                                           : text + "the clock is not behind the last page\n";
+    return shown(gateway) == cycle.front().golden
+               ? text
+               : text + "the clock is not behind the last page\n";
 }
 
 std::size_t Life::descriptors() const {

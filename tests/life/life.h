@@ -4,8 +4,8 @@
 // happens meanwhile. It runs in the machine's zone: with TZ set, tzset would do nothing after its
 // first call.
 
-#include "picture/bitmap.h"
 #include "sim/panel_process.h"
+#include "tests/pages/shown.h"
 
 #include <cstdint>
 #include <ctime>
@@ -42,7 +42,6 @@ struct Life {
     // Presses for the whole cycle, each page long enough for its timer redraw.
     void walk();
 
-    picture::Bitmap shown() const;
     // Short presses until the clock page is shown as its golden has it; false when it does not
     // come.
     bool findTheClock();

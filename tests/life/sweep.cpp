@@ -49,38 +49,36 @@ const struct {
     {Call::Read, {EIO, EINTR, EAGAIN}},
 };
 
-// Of a call that the day has made: each error at its first occurrence, the first error at the other
-// chosen ones, and from the first and from the middle one on.
-void addFailures(std::vector<Failure>& failures, Failure failure, const std::vector<int>& errors,
-                 std::uint32_t count, Extent extent) {
+// Of each call that the day has made: each error at its first occurrence, the first error at the
+// other chosen ones, and from the first and from the middle one on.
+std::vector<Failure> listFailures(const sim::Gateway& gateway, Extent extent) {
     const bool full = extent == Extent::Full;
-    const std::uint32_t middle = (count + 1) / 2;
-    std::set<std::uint32_t> chosen = {1, middle, count};
-    for (std::uint32_t nth = 1; full && nth <= count; nth += 1 + (count - 1) / mostOccurrences) {
-        chosen.insert(nth);
-    }
-    for (failure.nth = 1; failure.nth <= count; ++failure.nth) {
-        for (const int error : errors) {
-            failure.error = error;
-            const bool first = error == errors[0];
-            if (chosen.count(failure.nth) != 0 && (failure.nth == 1 || first || full)) {
-                failures.push_back(failure);
+    std::vector<Failure> failures;
+    const auto add = [&](Call call, const std::vector<int>& errors, Path path) {
+        const auto count = static_cast<std::uint32_t>(gateway.calls(call, path));
+        const std::uint32_t middle = (count + 1) / 2;
+        std::set<std::uint32_t> chosen = {1, middle, count};
+        for (std::uint32_t nth = 1; full && nth <= count;
+             nth += 1 + (count - 1) / mostOccurrences) {
+            chosen.insert(nth);
+        }
+        for (const std::uint32_t nth : chosen) {
+            for (const int error : errors) {
+                if (nth == 1 || error == errors[0] || full) {
+                    failures.push_back({call, path, error, nth, false});
+                }
             }
-            if (first && (failure.nth == 1 || failure.nth == middle)) {
-                failures.push_back(failure);
-                failures.back().persistent = true;
+            if (nth == 1 || nth == middle) {
+                failures.push_back({call, path, errors[0], nth, true});
             }
         }
-    }
-}
-
-std::vector<Failure> listFailures(const sim::Gateway& gateway, Extent extent) {
-    std::vector<Failure> failures;
+    };
     for (const auto& [call, errors] : kinds) {
-        for (std::size_t i = 0; i < sim::pathCount && extent != Extent::None; ++i) {
+        for (std::size_t i = 0; i < sim::pathCount; ++i) {
             const auto path = static_cast<Path>(i);
-            addFailures(failures, {call, path, 0, 0, false}, errors,
-                        static_cast<std::uint32_t>(gateway.calls(call, path)), extent);
+            if (gateway.calls(call, path) > 0 && extent != Extent::None) {
+                add(call, errors, path);
+            }
         }
     }
     return failures;
@@ -142,20 +140,15 @@ bool mayHaveEnded(Life& life) {
            life.process.errors().find("std::bad_alloc") != std::string::npos;
 }
 
-bool sanitizerComplains(const std::string& errors) {
-    return errors.find("Sanitizer") != std::string::npos ||
-           errors.find("runtime error") != std::string::npos;
-}
-
 // What is wrong after the day, when nothing fails any more. Empty: nothing.
 std::string findHarm(Life& life, bool rebootedUnasked, std::size_t usualDescriptors) {
     life.gateway.clearFaults();
     life.gateway.dropEvents(); // presses that nobody could read
     const std::string pages = life.differences();
     const std::size_t descriptors = life.over() ? 0 : life.descriptors();
-    const picture::Bitmap clock = life.shown();
+    const picture::Bitmap clock = shown(life.gateway);
     life.pass(2s);
-    const bool ticks = !(life.shown() == clock);
+    const bool ticks = !(shown(life.gateway) == clock);
     const std::uint32_t reboots = life.gateway.popenCount();
     life.pass(61s);
     const bool darkens = life.gateway.brightness() == "0";
@@ -175,12 +168,11 @@ std::string findHarm(Life& life, bool rebootedUnasked, std::size_t usualDescript
     const bool dark = path == Path::Framebuffer;
     const bool deaf = path == Path::Button && life.failure->call == Call::Open;
     const bool whole = !dark && !deaf;
-    const struct {
-        bool wrong;
-        const char* what;
-    } signs[] = {
+    const std::string& errors = life.process.errors();
+    const auto complains = [&](const char* sign) { return errors.find(sign) != errors.npos; };
+    const std::pair<bool, const char*> signs[] = {
         {life.stuck, "the daemon hangs"},
-        {sanitizerComplains(life.process.errors()), "a sanitizer complains"},
+        {complains("Sanitizer") || complains("runtime error"), "a sanitizer complains"},
         {!life.gateway.canaryIntact(), "bytes behind the video memory were written"},
         {rebootedUnasked, "it rebooted unasked"},
         {!deaf && !answers, "the button is not answered"},
@@ -189,9 +181,8 @@ std::string findHarm(Life& life, bool rebootedUnasked, std::size_t usualDescript
         {whole && !pages.empty(), pages.c_str()},
         {whole && !ticks, "the clock does not go on"},
     };
-    const auto* found = std::find_if(std::begin(signs), std::end(signs),
-                                     [](const auto& sign) { return sign.wrong; });
-    return found == std::end(signs) ? "" : found->what;
+    const auto* found = std::ranges::find(signs, true, [](auto& sign) { return sign.first; });
+    return found == std::end(signs) ? "" : found->second;
 }
 
 } // namespace
