@@ -19,9 +19,9 @@ TEST_P(Screen, TheBacklightLevelGoesToTheFileOfTheFittedPanel) {
     const Path own = large ? Path::BacklightSsd1306 : Path::BacklightSt7565;
     const Path other = large ? Path::BacklightSt7565 : Path::BacklightSsd1306;
     gateway.writeFile(pathOf(other), "50\n");
-    for (const char* level : {"127", "0", "127"}) {
-        setBacklight(std::atoi(level));
-        EXPECT_EQ(gateway.brightness(own), level);
+    for (const int level : {127, 0, 127}) {
+        setBacklight(level);
+        EXPECT_EQ(gateway.brightness(own), std::to_string(level));
     }
     gateway.failCall(sim::Call::Write, EIO, 1, true, own);
     EXPECT_EQ(outputOf([] { setBacklight(0); }), "fail to set Brightness 0 ,errno is 5\n");

@@ -169,7 +169,7 @@ std::string findHarm(Life& life, bool rebootedUnasked, std::size_t usualDescript
     const bool deaf = path == Path::Button && life.failure->call == Call::Open;
     const bool whole = !dark && !deaf;
     const std::string& errors = life.process.errors();
-    const auto complains = [&](const char* sign) { return errors.find(sign) != errors.npos; };
+    const auto complains = [&](const char* sign) { return errors.find(sign) != std::string::npos; };
     const std::pair<bool, const char*> signs[] = {
         {life.stuck, "the daemon hangs"},
         {complains("Sanitizer") || complains("runtime error"), "a sanitizer complains"},
