@@ -272,6 +272,7 @@ TEST_F(ConfigFilesTest, WhatTakesTheFilesPlaceBehindTheLookAtItIsNotRead) {
     const std::string others[] = {place + ".fifo", place + ".device"};
     mkfifo(others[0].c_str(), 0600);
     std::filesystem::create_symlink("/dev/zero", others[1]);
+    EXPECT_EQ(openConfigFile(others[0].c_str()) + openConfigFile(others[1].c_str()), -2);
     write(files[version], "1", troubleTime);
     ask(files[version]);
     std::atomic<bool> over{false};
