@@ -3,13 +3,11 @@
 namespace {
 
 TEST(Context, TurnsColorsIntoIndicesByTheirBrightness) {
-    const struct {
-        std::uint32_t color;
-        int index;
-    } cases[] = {{0x7F7F7F, 0}, {0x7F7F80, 1}, {0x807F7F, 1}, {0xFF0000, 0},
-                 {0x00FF7E, 0}, {0x00FF7F, 1}, {0xFFFFFF, 1}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(LCD_Color2Index(c.color), c.index) << std::hex << c.color;
+    const std::pair<std::uint32_t, int> cases[] = {{0x7F7F7F, 0}, {0x7F7F80, 1}, {0x807F7F, 1},
+                                                   {0xFF0000, 0}, {0x00FF7E, 0}, {0x00FF7F, 1},
+                                                   {0xFFFFFF, 1}};
+    for (const auto& [color, index] : cases) {
+        EXPECT_EQ(LCD_Color2Index(color), index) << std::hex << color;
     }
     EXPECT_EQ(LCD_Index2Color(0), 0U);
     EXPECT_EQ(LCD_Index2Color(3), 0xFFFFFFU);
@@ -18,7 +16,6 @@ TEST(Context, TurnsColorsIntoIndicesByTheirBrightness) {
 TEST(Context, SwapsTheIndicesOnlyWhenTheReverseBitChanges) {
     Panel panel;
     EXPECT_EQ(GUI_SetDrawMode(GUI_DM_REV), GUI_DM_NORMAL);
-    EXPECT_EQ(indices(), 10);
     EXPECT_EQ(GUI_SetDrawMode(GUI_DM_REV | GUI_DM_TRANS), GUI_DM_REV);
     EXPECT_EQ(indices(), 10);
     LCD_SetColor(0x000000); // entry 0 while reversed
@@ -34,19 +31,17 @@ TEST(Context, SwapsTheIndicesOnlyWhenTheReverseBitChanges) {
 
 TEST(Context, ASecondInitResetsColorsFontClipModeAndSlotsOnly) {
     Panel panel(128, 64, 2); // twice the memory that its pixels take
-    GUI_Lock();              // claims a slot
-    GUI_Unlock();
     panel.fill(0xFF);
     GUI_DecChar = ',';
     LCD_SetColor(0x000000);
     GUI_SetDrawMode(GUI_DM_REV | GUI_DM_XOR);
-    GUI_SetTextMode(GUI_TM_REV);
+    GUI_SetTextMode(GUI_TM_REV); // claims a slot
     GUI_SetTextAlign(GUI_TA_RIGHT | GUI_TA_BOTTOM);
     GUI_SetFont(&GUI_FontMono10x19);
     GUI_GotoXY(11, 12);
     GUI__MoveTo(13, 14);
     GUI_Context.LBorder = 15;
-    GUI_Context.ClipRect = {1, 1, 2, 2};
+    setClip(1, 1, 2, 2);
     GUI_Context.pEncodeAPI = nullptr;
 
     EXPECT_EQ(GUI_Init(), 0);

@@ -55,25 +55,21 @@ TEST(Driver, DrawsSilentlyInWhatIsMapped) {
 TEST(Driver, AcceptsAnySizeAndDepthThatTheKernelMayReport) {
     for (const int width : {0, 1, 7, 8, 255}) {
         for (const int depth : {0, 1, 2, 8, 16, 24, 32, 255}) {
-            bool isIntact = false;
-            outputOf([&] { // complaints about the pixels behind the end
-                Panel panel(width, 3, depth);
-                drawEverything();
-                isIntact = panel.isIntact();
-            });
-            EXPECT_TRUE(isIntact) << width << ' ' << depth;
+            Panel panel(width, 3, depth);
+            outputOf(drawEverything); // complaints about the pixels behind the end
+            EXPECT_TRUE(panel.isIntact()) << width << ' ' << depth;
         }
     }
 }
 
 TEST(Driver, ConvertsPalettesOfUpTo256Colors) {
     const std::vector<std::uint32_t> colors(257, 0xFFFFFF);
-    const GUI_Palette refused[] = {{257, 0, colors.data()}, {2, 0, nullptr}};
-    const GUI_Palette largest = {256, 0, colors.data()};
-    EXPECT_EQ(LCD_GetPalConvTable(&largest), LCD__aConvTable);
+    const GUI_Palette palettes[] = {
+        {256, 0, colors.data()}, {257, 0, colors.data()}, {2, 0, nullptr}};
+    EXPECT_EQ(LCD_GetPalConvTable(&palettes[0]), LCD__aConvTable);
     EXPECT_EQ(LCD__aConvTable[255], 1);
-    EXPECT_EQ(LCD_GetPalConvTable(&refused[0]), nullptr);
-    EXPECT_EQ(LCD_GetPalConvTable(&refused[1]), nullptr);
+    EXPECT_EQ(LCD_GetPalConvTable(&palettes[1]), nullptr);
+    EXPECT_EQ(LCD_GetPalConvTable(&palettes[2]), nullptr);
 }
 
 } // namespace

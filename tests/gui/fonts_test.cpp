@@ -8,7 +8,8 @@ namespace {
 
 // A font's height, distance of lines and kind; each character that it has: code, advance, pixels of
 // ink.
-std::string listFont(Panel& panel, const GUI_Font& font) {
+std::string listFont(const GUI_Font& font) {
+    Panel panel;
     GUI_SetFont(&font);
     GUI_FontInfo info{};
     font.pfGetFontInfo(&font, &info);
@@ -21,8 +22,7 @@ std::string listFont(Panel& panel, const GUI_Font& font) {
             continue;
         }
         const int advance = GUI_GetCharDistX(code);
-        panel.fill(0);
-        GUI_GotoXY(0, 0);
+        GUI_Clear();
         GUI_DispChar(code);
         EXPECT_EQ(GUI_Context.DispPosX, advance) << code;
         list << std::hex << std::uppercase << code << std::dec << ' ' << advance << ' '
@@ -32,22 +32,18 @@ std::string listFont(Panel& panel, const GUI_Font& font) {
 }
 
 TEST(Fonts, HoldTheirCharactersAndNoOthers) {
-    Panel panel;
-    EXPECT_TRUE(golden::matchesList(listFont(panel, GUI_Font6x8), "fonts/font6x8"));
-    EXPECT_TRUE(golden::matchesList(listFont(panel, GUI_FontMono6x12), "fonts/mono6x12"));
-    EXPECT_TRUE(golden::matchesList(listFont(panel, GUI_FontMono10x19), "fonts/mono10x19"));
-    EXPECT_TRUE(golden::matchesList(listFont(panel, GUI_FontProp19), "fonts/prop19"));
+    EXPECT_TRUE(golden::matchesList(listFont(GUI_Font6x8), "fonts/font6x8"));
+    EXPECT_TRUE(golden::matchesList(listFont(GUI_FontMono6x12), "fonts/mono6x12"));
+    EXPECT_TRUE(golden::matchesList(listFont(GUI_FontMono10x19), "fonts/mono10x19"));
+    EXPECT_TRUE(golden::matchesList(listFont(GUI_FontProp19), "fonts/prop19"));
 }
 
 // Sixteen codes to a row, from 20 on; what lies between 7E and A0 shows no letter.
 TEST(Fonts, Font6x8ShowsLatin1) {
     Panel panel(96, 112);
-    for (int row = 0; row < 14; ++row) {
-        std::string codes;
-        for (int column = 0; column < 16; ++column) {
-            codes += static_cast<char>(0x20 + 16 * row + column);
-        }
-        GUI_DispStringAt(codes.c_str(), 0, coordinate(8 * row));
+    for (int i = 0; i < 14 * 16; ++i) {
+        GUI_GotoXY(coordinate(i % 16 * 6), coordinate(i / 16 * 8));
+        GUI_DispChar(static_cast<std::uint16_t>(0x20 + i));
     }
     EXPECT_TRUE(golden::matches(panel.picture(), "fonts/latin1"));
 }
@@ -61,16 +57,14 @@ TEST(Fonts, TextModesPaintTheCells) {
     large.YMag = 2;
     Panel panel(160, 48);
     GUI_FillRect(80, 0, 159, 23);
-    int left = 2;
-    for (const int mode : {GUI_TM_NORMAL, GUI_TM_REV, GUI_TM_TRANS, GUI_TM_XOR, GUI_TM_NORMAL,
-                           GUI_TM_REV, GUI_TM_TRANS, GUI_TM_XOR}) {
-        GUI_SetTextMode(coordinate(mode));
+    const std::int16_t modes[] = {GUI_TM_NORMAL, GUI_TM_REV, GUI_TM_TRANS, GUI_TM_XOR};
+    for (std::int16_t left = 2; left < 160; left = coordinate(left + 20)) {
+        GUI_SetTextMode(modes[left / 20 % 4]);
         GUI_SetFont(&GUI_Font6x8);
-        GUI_DispStringAt("\x9F\xE0", coordinate(left), 1);
+        GUI_DispStringAt("\x9F\xE0", left, 1);
         GUI_SetFont(&GUI_FontMono6x12);
-        GUI_DispStringAt("A(b", coordinate(left), 11);
+        GUI_DispStringAt("A(b", left, 11);
         EXPECT_EQ(GUI_Context.DrawMode, GUI_DM_NORMAL);
-        left += 20;
     }
     GUI_SetTextMode(GUI_TM_REV);
     GUI_SetFont(&large);

@@ -1,80 +1,68 @@
 #include "tests/gui/panel.h"
 
-#include <barrier>
+#include <functional>
 #include <thread>
 
 namespace {
 
-TEST(Lock, CountsNestedCallsAndSwitchesAtTheOutermostOnly) {
+TEST(Lock, CountsNestedCalls) {
     Panel panel;
     GUI_Lock();
-    const std::int32_t slot = GUI_CurrentTaskSlot;
     GUI_Lock();
     GUI_FillRect(0, 0, 3, 3);
     EXPECT_EQ(GUI_LockCnt, 2);
-    EXPECT_EQ(GUI_CurrentTaskSlot, slot);
     GUI_Unlock();
     GUI_Unlock();
     EXPECT_EQ(GUI_LockCnt, 0);
     EXPECT_EQ(GUI_LockOwner, pthread_self()); // not cleared
 }
 
-const std::vector<GUI_Font> fonts(400);
+const std::vector<GUI_Font> fonts(51);
 
 // Marks fields from all over the context with a number; returns the number they bore before.
-std::int16_t mark(int number) {
+std::int16_t mark(std::int16_t number) {
     GUI_Lock();
-    const auto next = static_cast<std::int16_t>(number);
-    const std::int16_t previous = GUI_Context.ClipRect.x0;
-    EXPECT_EQ(GUI_Context.pFont, previous == 0 ? &GUI_Font6x8 : fonts.data() + previous);
-    EXPECT_EQ(GUI_Context.TextMode, previous);
-    EXPECT_EQ(GUI_Context.TextAlign, previous);
-    EXPECT_EQ(GUI_Context.BkColor, static_cast<std::uint32_t>(previous));
-    GUI_Context.ClipRect.x0 = next;
+    const GUI_CONTEXT& now = GUI_Context;
+    const std::int16_t before = now.ClipRect.x0;
+    EXPECT_EQ(
+        std::tuple(now.pFont, now.TextMode, now.TextAlign, std::int64_t{now.BkColor}),
+        std::tuple(before == 0 ? &GUI_Font6x8 : fonts.data() + before, before, before, before));
+    setClip(number, 0, 0, 0);
     GUI_SetFont(fonts.data() + number);
-    GUI_SetTextMode(next);
-    GUI_SetTextAlign(next);
+    GUI_SetTextMode(number);
+    GUI_SetTextAlign(number);
     LCD_SetBkColor(static_cast<std::uint32_t>(number));
     GUI_Unlock();
-    return previous;
+    return before;
 }
 
-// The threads live at the same time, so that their ids differ; they take turns.
-TEST(Lock, FourThreadsHaveContextsOfTheirOwnAndTheFifthSharesTheFirst) {
-    constexpr int newThreads = 4;
-    Panel panel;
-    mark(100); // this thread has slot 0
-    std::barrier turn(newThreads);
-    std::vector<std::int16_t> seen;
-    const auto work = [&](int own) {
-        for (int i = 0; i < 2 * newThreads; ++i) {
-            if (i % newThreads == own) {
-                seen.push_back(mark(200 + i));
-            }
-            turn.arrive_and_wait();
-        }
-    };
-    {
-        std::vector<std::jthread> threads;
-        for (int i = 0; i < newThreads; ++i) {
-            threads.emplace_back(work, i);
-        }
+// Marks this thread's context before and behind the life of the next thread, so that all five live
+// at the same time and their ids differ.
+void nest(std::int16_t number, std::vector<std::int16_t>& seen) {
+    seen.push_back(mark(number));
+    if (number < 5) {
+        std::jthread(nest, coordinate(number + 1), std::ref(seen)).join();
     }
-    // A slot begins with what the first context was at the last GUI_Init; the fourth new thread
-    // works in slot 0 and sees what this one has set.
-    EXPECT_EQ(seen, (std::vector<std::int16_t>{0, 0, 0, 100, 200, 201, 202, 203}));
-    EXPECT_EQ(mark(1), 207);
+    seen.push_back(mark(coordinate(10 * number)));
+}
+
+TEST(Lock, FourThreadsHaveContextsOfTheirOwnAndTheFifthSharesTheFirst) {
+    Panel panel;
+    std::vector<std::int16_t> seen;
+    nest(1, seen);
+    // A slot begins with what the first context was at the last GUI_Init; the fifth thread sees
+    // what the first one has set, and the other way round.
+    EXPECT_EQ(seen, (std::vector<std::int16_t>{0, 0, 0, 0, 1, 5, 4, 3, 2, 50}));
 }
 
 TEST(Lock, SixThreadsDrawWithoutDisturbingEachOther) {
     constexpr int bandHeight = 10;
     Panel panel;
     const auto draw = [](int top) {
-        const auto y = static_cast<std::int16_t>(top);
         for (int i = 0; i < 300; ++i) {
             GUI_SetFont(&GUI_Font6x8); // of all threads: their texts stay in their bands
-            GUI_DispStringAt("drawing", 3, y);
-            GUI_DispStringHCenterAt("here", 64, y);
+            GUI_DispStringAt("drawing", 3, coordinate(top));
+            GUI_DispStringHCenterAt("here", 64, coordinate(top));
             GUI_InvertRect(0, top, 127, top + bandHeight - 1);
             GUI_ClearRect(0, top, 127, top + bandHeight - 1);
             LCD_DriverGetPixelIndex(0, 63); // outside of all bands

@@ -34,31 +34,24 @@ TEST(Primitives, InvertAndClearDoTheSameInAnyMode) {
     EXPECT_TRUE(golden::matches(panel.picture(), "gui/invert-and-clear"));
 }
 
-// With an opaque palette, a transparent one and none, in several modes, on dark and on lit ground.
+// With an opaque palette, a transparent one and none, each in four modes. The ground has lit and
+// dark pixels below those of the bitmap, whether these are set or clear.
 TEST(Primitives, PaletteDecidesTheIndicesOfABitmapAndNullTakesTheCurrentColors) {
     static constexpr std::uint8_t checker[] = {0b1010'0000, 0b0101'0000};
     static constexpr std::uint32_t colors[] = {0x000000, 0x808080};
     const GUI_Palette opaque = {2, 0, colors};
     const GUI_Palette clear = {2, 1, colors};
-    const std::tuple<const GUI_Palette*, int, std::uint8_t> cases[] = {
-        {&opaque, 0, 0},
-        {&opaque, GUI_DM_REV, 0},
-        {&opaque, GUI_DM_TRANS, 0xFF},
-        {&opaque, GUI_DM_XOR, 0xFF},
-        {&clear, 0, 0},
-        {&clear, 0, 0xFF},
-        {nullptr, 0, 0},
-        {nullptr, GUI_DM_REV, 0}};
-    Panel panel(64, 4);
-    for (int column = 0; const auto& [palette, mode, ground] : cases) {
-        for (int row = 0; row < 4; ++row) {
-            pbMapMem[8 * row + column] = ground;
-        }
+    Panel panel(96, 4);
+    panel.fill(0b0110'0110);
+    int x = 1;
+    for (const GUI_Palette* const palette :
+         {&opaque, &clear, static_cast<const GUI_Palette*>(nullptr)}) {
         const GUI_Bitmap bitmap = {4, 2, 1, 1, checker, palette, nullptr};
-        GUI_SetDrawMode(static_cast<std::uint8_t>(mode));
-        GUI_DrawBitmap(&bitmap, 8 * column + 1, 1);
-        EXPECT_EQ(GUI_Context.DrawMode, mode);
-        ++column;
+        for (const std::uint8_t mode : {GUI_DM_NORMAL, GUI_DM_REV, GUI_DM_TRANS, GUI_DM_XOR}) {
+            GUI_SetDrawMode(mode);
+            GUI_DrawBitmap(&bitmap, std::exchange(x, x + 8), 1);
+            EXPECT_EQ(GUI_Context.DrawMode, mode);
+        }
     }
     EXPECT_TRUE(golden::matches(panel.picture(), "gui/palettes"));
 }

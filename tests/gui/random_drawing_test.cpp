@@ -14,10 +14,11 @@ class Dice {
         return low + static_cast<int>(engine_() % static_cast<unsigned>(high - low + 1));
     }
     bool oneIn(int count) { return between(1, count) == count; }
-    std::vector<std::uint8_t> bytes(int count, int highest) {
-        std::vector<std::uint8_t> result(static_cast<std::size_t>(count));
-        std::ranges::generate(result,
-                              [&] { return static_cast<std::uint8_t>(between(0, highest)); });
+    std::vector<std::uint8_t> bytes(std::size_t count, int highest) {
+        std::vector<std::uint8_t> result(count);
+        for (std::uint8_t& byte : result) {
+            byte = static_cast<std::uint8_t>(between(0, highest));
+        }
         return result;
     }
     // Up to 30 pixels off the screen.
@@ -28,29 +29,23 @@ class Dice {
     std::mt19937 engine_{20};
 };
 
-class Model {
-  public:
-    explicit Model(Panel& panel) : bytes(panel.bytes().begin(), panel.bytes().end()) {}
+using Memory = std::vector<std::uint8_t>;
 
-    std::vector<std::uint8_t> bytes;
-
-    // What drawing in the foreground, or in this index, does to a pixel.
-    void draw(int x, int y, int index = GUI_Context.aColorIndex[1]) {
-        const GUI_RECT& clip = GUI_Context.ClipRect;
-        if (x < clip.x0 || x > clip.x1 || y < clip.y0 || y > clip.y1) {
-            return;
-        }
-        std::uint8_t* const panelMemory = std::exchange(pbMapMem, bytes.data());
-        (GUI_Context.DrawMode & GUI_DM_XOR) != 0 ? LCD_DriverXorPixel(x, y)
-                                                 : LCD_DriverSetPixelIndex(x, y, index);
-        pbMapMem = panelMemory;
+// What drawing in the foreground, or in this index, does to a pixel, done in the model.
+void draw(Memory& model, int x, int y, int index = GUI_Context.aColorIndex[1]) {
+    const GUI_RECT& clip = GUI_Context.ClipRect;
+    if (x < clip.x0 || x > clip.x1 || y < clip.y0 || y > clip.y1) {
+        return;
     }
-};
+    std::uint8_t* const panelMemory = std::exchange(pbMapMem, model.data());
+    (GUI_Context.DrawMode & GUI_DM_XOR) != 0 ? LCD_DriverXorPixel(x, y)
+                                             : LCD_DriverSetPixelIndex(x, y, index);
+    pbMapMem = panelMemory;
+}
 
 // A noisy screen; colours, draw mode and, mostly, a clip rectangle inside the screen.
 void chooseGround(Dice& dice, Panel& panel, int modeBits) {
-    std::ranges::copy(dice.bytes(static_cast<int>(panel.bytes().size()), 255),
-                      panel.bytes().begin());
+    std::ranges::copy(dice.bytes(panel.bytes().size(), 255), panel.bytes().begin());
     LCD_SetDrawMode(GUI_DM_NORMAL);
     LCD_SetColorIndex(static_cast<std::uint8_t>(dice.between(0, 1)));
     LCD_SetBkColorIndex(static_cast<std::uint8_t>(dice.between(0, 2)));
@@ -63,24 +58,22 @@ void chooseGround(Dice& dice, Panel& panel, int modeBits) {
     }
 }
 
-// Lets draw(dice, model) draw `rounds` times, once through the library and once into the model, on
-// each of both real panels and of sizes and depths that no panel has. Where rows share bytes the
+// Lets drawBoth(dice, model) draw `rounds` times, once through the library and once into the model,
+// on each of both real panels and of sizes and depths that no panel has. Where rows share bytes the
 // order of the pixels shows.
-template <typename Draw>
-void compareWithModel(int rounds, int modeBits, Draw draw) {
-    const struct {
-        int width, height, bitsPerPixel;
-    } kinds[] = {{128, 64, 1}, {128, 32, 1}, {24, 16, 1}, {100, 20, 1},
-                 {12, 8, 1},   {32, 8, 2},   {16, 8, 8},  {248, 31, 1}};
+template <typename DrawBoth>
+void compareWithModel(int rounds, int modeBits, DrawBoth drawBoth) {
+    const std::array<int, 3> kinds[] = {{128, 64, 1}, {128, 32, 1}, {24, 16, 1}, {100, 20, 1},
+                                        {12, 8, 1},   {32, 8, 2},   {16, 8, 8},  {248, 31, 1}};
     for (const auto& [width, height, bitsPerPixel] : kinds) {
         Panel panel(width, height, bitsPerPixel);
         Dice dice;
         for (int round = 0; round < rounds; ++round) {
             chooseGround(dice, panel, modeBits);
             const int colors = indices();
-            Model model(panel);
-            draw(dice, model);
-            ASSERT_TRUE(std::ranges::equal(panel.bytes(), model.bytes))
+            Memory model(panel.bytes().begin(), panel.bytes().end());
+            drawBoth(dice, model);
+            ASSERT_TRUE(std::ranges::equal(panel.bytes(), model))
                 << "round " << round << " on " << width << " x " << height;
             ASSERT_TRUE(panel.isIntact());
             ASSERT_EQ(colors, indices());
@@ -89,7 +82,7 @@ void compareWithModel(int rounds, int modeBits, Draw draw) {
 }
 
 TEST(RandomDrawing, FillsEqualTheModel) {
-    compareWithModel(1500, GUI_DM_XOR | GUI_DM_REV, [](Dice& dice, Model& model) {
+    compareWithModel(1500, GUI_DM_XOR | GUI_DM_REV, [](Dice& dice, Memory& model) {
         const int x0 = dice.x();
         const int y0 = dice.y();
         const int x1 = x0 + dice.between(-3, 60);
@@ -97,14 +90,14 @@ TEST(RandomDrawing, FillsEqualTheModel) {
         y0 == y1 ? LCD_DrawHLine(x0, y0, x1) : GUI_FillRect(x0, y0, x1, y1);
         for (int y = y0; y <= y1; ++y) {
             for (int x = x0; x <= x1; ++x) {
-                model.draw(x, y);
+                draw(model, x, y);
             }
         }
     });
 }
 
 // A division for each pixel, from the end with the lower coordinate along the longer side.
-void drawModelLine(Model& model, GUI_POINT from, GUI_POINT to) {
+void drawModelLine(Memory& model, GUI_POINT from, GUI_POINT to) {
     const bool isSteep = std::abs(to.y - from.y) > std::abs(to.x - from.x);
     if (isSteep ? to.y < from.y : to.x < from.x) {
         std::swap(from, to);
@@ -113,12 +106,12 @@ void drawModelLine(Model& model, GUI_POINT from, GUI_POINT to) {
     const std::int64_t m = isSteep ? to.x - from.x : to.y - from.y;
     for (int i = 0; i <= n; ++i) {
         const int minor = n == 0 ? 0 : static_cast<int>(((m < 0 ? -(n / 2) : n / 2) + i * m) / n);
-        model.draw(from.x + (isSteep ? minor : i), from.y + (isSteep ? i : minor));
+        draw(model, from.x + (isSteep ? minor : i), from.y + (isSteep ? i : minor));
     }
 }
 
 TEST(RandomDrawing, LinesEqualTheModel) {
-    compareWithModel(1500, GUI_DM_XOR | GUI_DM_REV, [](Dice& dice, Model& model) {
+    compareWithModel(1500, GUI_DM_XOR | GUI_DM_REV, [](Dice& dice, Memory& model) {
         const int reach = dice.oneIn(5) ? 32000 : 0; // now and then a very long line
         const auto x0 = coordinate(dice.x() + dice.between(-reach, reach));
         const auto y0 = coordinate(dice.y() + dice.between(-reach, reach));
@@ -148,14 +141,14 @@ bool isDrawn(int value, int depth, bool isPlain) {
 
 // Pixels are blocks of xMag x yMag; other depths than 1, 2, 4 and 8 bits draw nothing.
 TEST(RandomDrawing, BitmapsEqualTheModel) {
-    compareWithModel(2000, GUI_DM_XOR | GUI_DM_TRANS | GUI_DM_REV, [](Dice& dice, Model& model) {
+    compareWithModel(2000, GUI_DM_XOR | GUI_DM_TRANS | GUI_DM_REV, [](Dice& dice, Memory& model) {
         const int otherDepths[] = {-1, 0, 3, 16, 32};
         const bool isShown = !dice.oneIn(9);
         const int depth = isShown ? 1 << dice.between(0, 3) : otherDepths[dice.between(0, 4)];
         const int xsize = dice.between(1, 40);
         const int ysize = dice.between(1, 24);
         const int bytesPerLine = (xsize * std::max(depth, 1) + 7) / 8 + dice.between(0, 1);
-        const auto data = dice.bytes(bytesPerLine * ysize, 255);
+        const auto data = dice.bytes(static_cast<std::size_t>(bytesPerLine * ysize), 255);
         const auto table = dice.bytes(256, 2);
         // The live colour indices serve as the table of 1-bit glyphs.
         const std::uint8_t* const indices = dice.oneIn(3)                 ? nullptr
@@ -176,8 +169,8 @@ TEST(RandomDrawing, BitmapsEqualTheModel) {
             const int value = valueAt(data.data() + i / xsize * bytesPerLine, i % xsize, depth);
             const int pixels = isDrawn(value, depth, isPlain) ? width * height : 0;
             for (int j = 0; j < pixels; ++j) {
-                model.draw(left + j % width, top + j / width,
-                           indices != nullptr ? indices[value] : value);
+                draw(model, left + j % width, top + j / width,
+                     indices != nullptr ? indices[value] : value);
             }
         }
     });
