@@ -9,8 +9,6 @@ TEST(GlyphSheet, TheFirstWrongLineIsFound) {
         {"@ 41 A\n..\n##\n\n@ 42 B\n..\n##", 0},
         {"@ 41 A\n..\n###\n", 3},        // too wide
         {"@ 41 A\n..\n.x\n", 3},         // neither paper nor ink
-        {"@ 41 A\n..\n@ 42 B\n", 3},     // a row is missing
-        {"@ 41 A\n..\n\n..\n", 3},       // an empty one
         {"@ 41 A\n..\n", 3},             // the last one is missing
         {"@ 41 A\n..\n..\n..\n", 4},     // one too many
         {"@ 10041 A\n", 1},              // no code of four digits

@@ -5,18 +5,6 @@
 
 namespace {
 
-TEST(Lock, CountsNestedCalls) {
-    Panel panel;
-    GUI_Lock();
-    GUI_Lock();
-    GUI_FillRect(0, 0, 3, 3);
-    EXPECT_EQ(GUI_LockCnt, 2);
-    GUI_Unlock();
-    GUI_Unlock();
-    EXPECT_EQ(GUI_LockCnt, 0);
-    EXPECT_EQ(GUI_LockOwner, pthread_self()); // not cleared
-}
-
 const std::vector<GUI_Font> fonts(51);
 
 // Marks fields from all over the context with a number; returns the number they bore before.
@@ -75,7 +63,6 @@ TEST(Lock, SixThreadsDrawWithoutDisturbingEachOther) {
             threads.emplace_back(draw, top);
         }
     }
-    EXPECT_EQ(GUI_LockCnt, 0);
     EXPECT_EQ(std::ranges::count(panel.bytes().first(960), 0xFF), 960);
     EXPECT_EQ(std::ranges::count(panel.bytes().last(64), 0), 64);
 }

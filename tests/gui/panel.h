@@ -24,7 +24,12 @@ class Panel {
         ulVideoMemByteSize = static_cast<std::uint32_t>(size_);
         GUI_Init();
     }
+    // Nothing was written before or behind the video memory and no operation kept the lock.
     ~Panel() {
+        const std::span all(memory_);
+        EXPECT_EQ(std::ranges::count(all.first(guard), canary), guard);
+        EXPECT_EQ(std::ranges::count(all.last(guard), canary), guard);
+        EXPECT_EQ(GUI_LockCnt, 0);
         pbMapMem = nullptr;
         ulVideoMemByteSize = 0;
     }
@@ -35,12 +40,6 @@ class Panel {
     void fill(std::uint8_t value) { std::ranges::fill(bytes(), value); }
     picture::Bitmap picture() {
         return picture::Bitmap::fromVideoMemory(bytes(), LCD_XSIZE, LCD_YSIZE);
-    }
-    // False when something wrote before or behind the video memory.
-    bool isIntact() const {
-        const std::span all(memory_);
-        return std::ranges::count(all.first(guard), canary) == guard &&
-               std::ranges::count(all.last(guard), canary) == guard;
     }
 
   private:
