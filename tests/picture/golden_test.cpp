@@ -22,39 +22,37 @@ void putGolden(const std::string& name, const std::string& text) {
     std::ofstream(file) << text;
 }
 
-std::string contentOf(const fs::path& file) {
-    std::ifstream stream(file);
+std::string differenceOf(const std::string& name) {
+    std::ifstream stream(differences / (name + ".txt"));
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-picture::Bitmap bitmapOf(const std::string& text) {
-    return picture::fromText(text).value();
+testing::AssertionResult matchesText(const std::string& text, const std::string& name) {
+    return matches(picture::fromText(text).value(), name);
 }
 
 TEST(Golden, AnEqualPictureMatchesAndTakesAwayOldDifferences) {
-    putGolden("64/equal", "#.\n.#\n");
-    const testing::AssertionResult result = matches(bitmapOf("#.\n##\n"), "64/equal");
-    EXPECT_FALSE(result);
-    const std::string message = result.message();
+    putGolden("64/equal", "...\n#..\n..#\n");
+    const std::string message = matchesText("...\n..#\n#.#\n", "64/equal").message();
     EXPECT_NE(message.find("first differing pixel (0, 1)"), std::string::npos) << message;
-    EXPECT_EQ(contentOf(differences / "64/equal.actual.txt"), "#.\n##\n");
-    EXPECT_EQ(contentOf(differences / "64/equal.diff.txt"), "#.\n+#\n");
-    EXPECT_TRUE(matches(bitmapOf("#.\n.#\n"), "64/equal"));
+    EXPECT_EQ(differenceOf("64/equal.actual"), "...\n..#\n#.#\n");
+    EXPECT_EQ(differenceOf("64/equal.diff"), "...\n-.+\n+.#\n");
+    EXPECT_TRUE(matchesText("...\n#..\n..#\n", "64/equal"));
     EXPECT_FALSE(fs::exists(differences / "64/equal.actual.txt"));
     EXPECT_FALSE(fs::exists(differences / "64/equal.diff.txt"));
 }
 
 TEST(Golden, AMissingOrDamagedOneFailsAndIsWrittenOnlyOnRequest) {
     fs::remove(goldens / "missing.txt");
-    EXPECT_FALSE(matches(bitmapOf("#\n"), "missing"));
+    EXPECT_FALSE(matchesText("#\n", "missing"));
     EXPECT_FALSE(fs::exists(goldens / "missing.txt"));
     putGolden("damaged", "#.\n#\n");
-    EXPECT_FALSE(matches(bitmapOf("#.\n#.\n"), "damaged"));
-    ASSERT_EQ(setenv("PANELD_UPDATE_GOLDENS", "1", 1), 0);
-    EXPECT_TRUE(matches(bitmapOf("#\n"), "damaged"));
-    ASSERT_EQ(unsetenv("PANELD_UPDATE_GOLDENS"), 0);
-    EXPECT_TRUE(matches(bitmapOf("#\n"), "damaged"));
-    EXPECT_FALSE(matches(bitmapOf(".\n"), "damaged"));
+    EXPECT_FALSE(matchesText("#.\n#.\n", "damaged"));
+    setenv("PANELD_UPDATE_GOLDENS", "1", 1);
+    EXPECT_TRUE(matchesText("#\n", "damaged"));
+    unsetenv("PANELD_UPDATE_GOLDENS");
+    EXPECT_TRUE(matchesText("#\n", "damaged"));
+    EXPECT_FALSE(matchesText(".\n", "damaged"));
 }
 
 } // namespace
