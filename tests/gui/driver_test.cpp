@@ -8,19 +8,12 @@ namespace {
 TEST(Driver, SaysWhichPixelLiesBehindTheEndAndLeavesTheMemory) {
     Panel panel;
     const auto complaints = [](int x, int y) {
-        return outputOf([=] {
-            LCD_DriverSetPixelIndex(x, y, 1);
-            LCD_DriverGetPixelIndex(x, y);
-            LCD_DriverXorPixel(x, y);
-        });
-    };
-    const auto inTurn = [](const std::string& tail) {
-        return "Set" + tail + "Get" + tail + "Get" + tail + "Set" + tail;
+        return outputOf([=] { LCD_DriverXorPixel(x, y); }); // reads and writes
     };
     for (const auto& [x, y] : {std::pair{0, 64}, {128, 63}, {-8, 65}, {0, INT_MAX}}) {
         const std::string tail =
             " x=" + std::to_string(x) + " y=" + std::to_string(y) + " is out of limit\n";
-        EXPECT_EQ(complaints(x, y), inTurn(tail));
+        EXPECT_EQ(complaints(x, y), std::string("Get").append(tail).append("Set").append(tail));
     }
     EXPECT_EQ(complaints(-1, 0) + complaints(0, -1) + complaints(-2147483647, 5), "");
     EXPECT_EQ(std::ranges::count(panel.bytes(), 0), 1024);

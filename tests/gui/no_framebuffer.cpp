@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <fcntl.h>
 
-extern "C" int open(const char*, int, ...) {
+extern "C" int open(const char* /*path*/, int /*flags*/, ...) {
     errno = ENOENT;
     return -1;
 }
