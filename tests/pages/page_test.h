@@ -16,7 +16,7 @@ class PageTest : public GatewayTest {
     }
 
     // A redraw by the timer, over what is shown.
-    void redraw(std::uint8_t page, std::uint8_t subPage = 0) {
+    static void redraw(std::uint8_t page, std::uint8_t subPage = 0) {
         PageTable[page].draw(page, subPage);
     }
 
