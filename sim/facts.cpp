@@ -27,10 +27,7 @@ constexpr double microsecondsPerSecond = 1e6;
 constexpr int longestDelay = 3600; // seconds
 
 const json& ordinary() {
-    static const json facts = [] {
-        std::ifstream file(ORDINARY_FACTS);
-        return json::parse(file);
-    }();
+    static const json facts = deskFile("ordinary.json");
     return facts;
 }
 
@@ -137,6 +134,10 @@ void setModemFacts(ModemFacts& modem, const json& facts) {
 }
 
 } // namespace
+
+json deskFile(const std::string& name) {
+    return json::parse(std::ifstream(DESK_FOLDER + name));
+}
 
 void ordinaryModem(ModemFacts& modem) {
     modem = {};

@@ -11,6 +11,9 @@
 
 namespace sim {
 
+// What a file of desk/ holds.
+nlohmann::json deskFile(const std::string& name);
+
 // Gives the gateway the ordinary facts: clocks, interfaces, card, modem, configuration files.
 void setOrdinary(Gateway& gateway);
 

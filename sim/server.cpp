@@ -6,7 +6,6 @@
 #include "sim/panel_process.h"
 #include "sim/places.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -19,6 +18,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
@@ -44,6 +44,25 @@ struct Arguments {
     bool live = false;
     std::string paneld;
 };
+
+Arguments argumentsOf(std::span<char*> texts) {
+    Arguments arguments;
+    for (std::size_t i = 1; i < texts.size(); ++i) {
+        const std::string word = texts[i];
+        const bool followed = i + 1 < texts.size();
+        if (word == "--live") {
+            arguments.live = true;
+        } else if (word == "--panel" && followed) {
+            arguments.panel = std::stoi(texts[++i]);
+        } else if (word == "--paneld" && followed) {
+            arguments.paneld = texts[++i];
+        } else {
+            throw std::invalid_argument("expected --panel 64|32, --live or --paneld FILE, not " +
+                                        word);
+        }
+    }
+    return arguments;
+}
 
 // --- Bytes ---
 
@@ -408,12 +427,8 @@ void endRequests(int /*number*/) {
 
 int main(int argumentCount, char** argumentTexts) {
     try {
-        CLI::App app("A simulated gateway with paneld on it; answers what docs/gateway.md tells.");
-        sim::Arguments arguments;
-        app.add_option("--panel", arguments.panel, "lines of the panel: 64 or 32");
-        app.add_flag("--live", arguments.live, "real time; else time waits between requests");
-        app.add_option("--paneld", arguments.paneld, "the daemon; else that of the same build");
-        CLI11_PARSE(app, argumentCount, argumentTexts);
+        const auto arguments =
+            sim::argumentsOf({argumentTexts, static_cast<std::size_t>(argumentCount)});
         for (const int number : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) {
             struct sigaction action {};
             action.sa_handler = sim::endRequests;

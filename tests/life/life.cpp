@@ -23,7 +23,7 @@ std::string contentsOf(const std::string& sourceFile) {
 std::vector<Page> cycleOf(const sim::Panel& panel) {
     const std::string folder = "tests/golden/" + std::to_string(panel.height) + "/";
     std::vector<Page> cycle;
-    for (const json& page : json::parse(contentsOf("desk/pages.json"))) {
+    for (const json& page : sim::deskFile("pages.json")) {
         const auto panels = page["panels"].get<std::vector<std::uint32_t>>();
         if (std::count(panels.begin(), panels.end(), panel.height) == 0 ||
             page["reach"] == "hold") {
@@ -38,7 +38,7 @@ std::vector<Page> cycleOf(const sim::Panel& panel) {
     return cycle;
 }
 
-const json ordinary = json::parse(contentsOf("desk/ordinary.json"));
+const json ordinary = sim::deskFile("ordinary.json");
 
 // When a clock in the machine's zone shows what the goldens show.
 std::time_t momentOfGoldens() {

@@ -2,34 +2,42 @@
 
 #include "tests/life/life.h"
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
+#include <stdexcept>
 
-int main(int count, char** arguments) {
-    CLI::App app("A life of the daemon on a simulated gateway");
-    app.require_subcommand(1);
-    app.fallthrough();
-    app.option_defaults()->always_capture_default();
-    std::uint32_t lines = 64;
-    bool full = false;
-    double days = 30;
-    std::uint64_t events = 1'000'000;
-    std::uint32_t seed = 1;
-    const CLI::App* const walkMode = app.add_subcommand("walk", "one undisturbed day");
-    CLI::App* const sweepMode = app.add_subcommand("sweep", "the day with each call failing once");
-    CLI::App* const soakMode = app.add_subcommand("soak", "random presses and facts for days");
-    app.add_option("--panel", lines, "its lines")->check(CLI::IsMember({64, 32}));
-    sweepMode->add_flag("--full", full, "every occurrence of a call");
-    soakMode->add_option("--days", days);
-    soakMode->add_option("--events", events, "of the button");
-    soakMode->add_option("--seed", seed);
-    CLI11_PARSE(app, count, arguments);
+namespace {
 
+// Throws for words that are none of the program's.
+bool live(const std::vector<std::string>& words) {
+    std::map<std::string, double> options = {
+        {"--panel", 64}, {"--days", 30}, {"--events", 1e6}, {"--seed", 1}, {"--full", 0}};
+    for (std::size_t i = 2; i < words.size(); ++i) {
+        double& value = options.at(words[i]);
+        value = words[i] == "--full" ? 1 : std::stod(words.at(++i));
+    }
+    if (words.at(1) == "soak") {
+        return soak(options["--days"], static_cast<std::uint64_t>(options["--events"]),
+                    static_cast<std::uint32_t>(options["--seed"]));
+    }
+    const std::map<std::string, Extent> extents = {
+        {"walk", Extent::None}, {"sweep", options["--full"] != 0 ? Extent::Full : Extent::Chosen}};
+    const std::map<double, sim::Panel> panels = {{64, sim::panel64}, {32, sim::panel32}};
+    return sweep(panels.at(options["--panel"]), extents.at(words[1]));
+}
+
+} // namespace
+
+int main(int count, char** words) {
     unsetenv("TZ");
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    const Extent extent = *walkMode ? Extent::None : full ? Extent::Full : Extent::Chosen;
-    const bool sound = *soakMode ? soak(days, events, seed)
-                                 : sweep(lines == 32 ? sim::panel32 : sim::panel64, extent);
-    return sound ? EXIT_SUCCESS : EXIT_FAILURE;
+    try {
+        return live({words, words + count}) ? EXIT_SUCCESS : EXIT_FAILURE;
+    } catch (const std::logic_error&) {
+        std::fputs("usage: life walk|sweep|soak [--panel 64|32] [--full, of a sweep] "
+                   "[--days N --events N --seed N, of a soak]\n",
+                   stderr);
+        return 2;
+    }
 }

@@ -9,7 +9,7 @@
 #include "tests/support/gateway_test.h"
 
 #include <fcntl.h>
-#include <regex>
+#include <sstream>
 
 namespace {
 
@@ -129,8 +129,12 @@ TEST_F(ModemPortTest, StepwiseQueryOfEachModem) {
         gateway.editModem(sim::ordinaryModem);
         gateway.editModem(one.edit);
         EXPECT_EQ(timeOf([&] { EXPECT_EQ(ask(modelStepwise), one.status); }), one.time);
-        const std::regex command("....(.).*\r\n");
-        EXPECT_EQ(std::regex_replace(gateway.sentToModem(), command, "$1"), one.sent);
+        std::istringstream commands(gateway.sentToModem());
+        std::string letters; // each command's fifth
+        for (std::string command; std::getline(commands, command);) {
+            letters += command.at(4);
+        }
+        EXPECT_EQ(letters, one.sent);
     }
 }
 

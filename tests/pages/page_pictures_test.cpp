@@ -9,10 +9,8 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <nlohmann/json.hpp>
-#include <regex>
 
 namespace {
 
@@ -102,14 +100,10 @@ std::vector<PageCase> awkwardPages() {
     return cases;
 }
 
-nlohmann::json read(const char* name) {
-    return nlohmann::json::parse(std::ifstream(std::string(PANELD_DESK_FOLDER) + "/" + name));
-}
-
 std::vector<PageCase> allPages() {
     std::vector<PageCase> cases = awkwardPages();
-    const Facts ordinaryLog = logLines(read("ordinary.json")["log"]);
-    for (const nlohmann::json& page : read("pages.json")) {
+    const Facts ordinaryLog = logLines(sim::deskFile("ordinary.json")["log"]);
+    for (const nlohmann::json& page : sim::deskFile("pages.json")) {
         for (const int lines : page["panels"]) {
             cases.push_back({std::to_string(lines) + "/" + std::string(page["name"]), page["page"],
                              page["subPage"], page["page"] == simLogPage ? ordinaryLog : nullptr});
@@ -150,11 +144,15 @@ TEST_P(PagePictures, MatchAndStayUnderATimerRedraw) {
 
 INSTANTIATE_TEST_SUITE_P(Golden, PagePictures, testing::ValuesIn(allPages()),
                          [](const auto& suite) {
-                             return std::regex_replace(suite.param.golden, std::regex("\\W"), "_");
+                             std::string name = suite.param.golden;
+                             std::replace_if(
+                                 name.begin(), name.end(),
+                                 [](char c) { return c == '/' || c == '-'; }, '_');
+                             return name;
                          });
 
 TEST(PageList, KnowsHowOftenEachPageIsRedrawn) {
-    for (const nlohmann::json& page : read("pages.json")) {
+    for (const nlohmann::json& page : sim::deskFile("pages.json")) {
         EXPECT_EQ(page["refreshSeconds"], PageTable.at(page["page"]).refreshSeconds) << page;
     }
 }
