@@ -18,6 +18,7 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+// NOLINTNEXTLINE(readability-identifier-naming): glibc's own name, which fortified headers call
 extern "C" int __open64_2(const char* path, int flags);
 
 namespace {
