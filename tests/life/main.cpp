@@ -30,7 +30,7 @@ bool live(const std::vector<std::string>& words) {
 } // namespace
 
 int main(int count, char** words) {
-    unsetenv("TZ");
+    unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): there is one thread yet
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     try {
         return live({words, words + count}) ? EXIT_SUCCESS : EXIT_FAILURE;
