@@ -6,10 +6,12 @@
 // sandbox can hold. The harness writes facts through `Gateway`; the interposer reads them.
 
 #include "sim/modem.h"
+#include "sim/next_call.h"
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <poll.h>
 #include <sched.h>
 #include <type_traits>
@@ -41,7 +43,7 @@ enum class Call : std::uint8_t {
     Pclose,
     ClockGettime,
     GetTimeOfDay,
-    Usleep, // and nanosleep
+    Usleep,
     Select,
     TcGetAttr,
     TcSetAttr,
@@ -84,21 +86,29 @@ enum class ClockMode : std::uint32_t {
 };
 
 struct Clock {
+    // What the gateway's CLOCK_REALTIME or CLOCK_MONOTONIC says.
+    Nanoseconds reading(clockid_t id) const { return base(id) + offsets[id]; }
+    void set(clockid_t id, Nanoseconds reading) { offsets[id] = reading - base(id); }
+
+    // What the offset is counted from: `now`, or the machine's own clock.
+    Nanoseconds base(clockid_t id) const {
+        timespec time{};
+        if (mode == ClockMode::Virtual) {
+            return now;
+        }
+        callNext<"clock_gettime">(id, &time);
+        return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
+    }
+
     std::atomic<ClockMode> mode;
-    std::atomic<Nanoseconds> now;             // virtual time since the gateway was made
-    std::atomic<Nanoseconds> limit;           // virtual time does not pass this; `never`: free
-    std::atomic<Nanoseconds> monotonicOffset; // CLOCK_MONOTONIC minus `now` (or the real clock)
-    std::atomic<Nanoseconds> wallOffset;      // CLOCK_REALTIME minus `now` (or the real clock)
-    std::atomic<std::uint32_t> wakeSequence;  // futex: bumped when limit or exitRequested changes
-    std::atomic<Nanoseconds> settledAt;       // the limit at which all threads last slept; -1: none
+    std::atomic<Nanoseconds> now;            // virtual time since the gateway was made
+    std::atomic<Nanoseconds> limit;          // virtual time does not pass this; `never`: free
+    std::atomic<Nanoseconds> offsets[2];     // of CLOCK_REALTIME and CLOCK_MONOTONIC
+    std::atomic<std::uint32_t> wakeSequence; // futex: bumped when limit or exitRequested changes
+    std::atomic<Nanoseconds> settledAt;      // the limit at which all threads last slept; -1: none
     std::atomic<std::uint32_t> settleSequence; // futex: bumped when settledAt changes
 };
-
-// Sleeps of the process through usleep and nanosleep.
-struct Sleeps {
-    std::atomic<std::uint64_t> main;   // by the main thread
-    std::atomic<std::uint64_t> others; // by all other threads
-};
+static_assert(CLOCK_REALTIME == 0 && CLOCK_MONOTONIC == 1);
 
 // One planned failure.
 struct Fault {
@@ -167,37 +177,41 @@ struct LineSettings {
 };
 inline constexpr std::size_t lineSettingsCount = 16;
 
+// Looks until `holds` says so: often at once, then a millisecond apart, for a second at least. Its
+// waits are counted by no interposed clock.
+template <typename Condition>
+void await(Condition holds) {
+    constexpr int quickLooks = 200;
+    constexpr int slowLooks = 1000;
+    for (int look = 0; !holds() && look < quickLooks + slowLooks; ++look) {
+        if (look < quickLooks) {
+            sched_yield();
+        } else {
+            poll(nullptr, 0, 1);
+        }
+    }
+}
+
 // A lock for a moment, among processes and threads. A holder that died is overruled after a second
 // or so, so a killed daemon never hangs its harness.
 class BriefLock {
   public:
     void lock() {
-        for (int round = 0; held_.exchange(1) != 0 && round < quickRounds + slowRounds; ++round) {
-            if (round < quickRounds) {
-                sched_yield();
-            } else {
-                poll(nullptr, 0, 1); // a few milliseconds that no interposed clock counts
-            }
-        }
+        await([this] { return held_.exchange(1) == 0; });
     }
-
     void unlock() { held_ = 0; }
 
   private:
-    static constexpr int quickRounds = 100;
-    static constexpr int slowRounds = 250;
-
     std::atomic<std::uint32_t> held_{0};
 };
 
 struct ControlBlock {
-    std::uint32_t magic;
     std::uint32_t size;    // sizeof(ControlBlock), so that two builds never share a sandbox
     char sandbox[256];     // absolute folder, without a slash at its end
     std::int32_t queueKey; // stands for the daemon's message queue key
     std::atomic<std::uint32_t> exitRequested; // 1: the main thread's next sleep calls exit(0)
     Clock clock;
-    Sleeps sleeps;
+    std::atomic<std::uint64_t> mainSleeps; // of the main thread through usleep
     Fault faults[faultCount];
     std::atomic<std::int32_t> libraryCaller;    // process whose library calls count; 0: none yet
     std::atomic<std::uint64_t> watchedSizes[2]; // allocations of these sizes, bytes, ...
@@ -212,8 +226,6 @@ struct ControlBlock {
     Facts facts;
 };
 
-inline constexpr std::uint32_t controlMagic = 0x50414e32; // "PAN2"
-
 static_assert(std::is_standard_layout_v<ControlBlock>);
 static_assert(std::atomic<Nanoseconds>::is_always_lock_free);
 
@@ -225,9 +237,9 @@ static_assert(std::atomic<Nanoseconds>::is_always_lock_free);
 // redirected place is refused while there is none. Weak: a program without the interposer links.
 extern "C" __attribute__((weak)) void panel_gateway_attach(sim::ControlBlock* block);
 
-// Counts a call of the libraries, an allocation with its size. The errno with which the fault plan
-// wants it to fail, or 0. Weak.
-extern "C" __attribute__((weak)) int panel_gateway_count(sim::Call call, std::size_t size);
+// Counts a call of the libraries, an allocation with its size. True when the fault plan wants it to
+// fail; sets errno then. Weak.
+extern "C" __attribute__((weak)) bool panel_gateway_fails(sim::Call call, std::size_t size);
 
 // Lets the calling thread sleep on the clock of the attached control block, uncounted. Weak.
 extern "C" __attribute__((weak)) void panel_gateway_pass(sim::Nanoseconds duration);

@@ -22,7 +22,6 @@ using nlohmann::json;
 
 constexpr const char* dataLink = "ppp0";
 constexpr unsigned addressBits = 32;
-constexpr std::uint32_t pieceGapUs = 20'000;
 constexpr double microsecondsPerSecond = 1e6;
 constexpr int longestDelay = 3600; // seconds
 
@@ -119,7 +118,7 @@ json modemFacts(const ModemFacts& modem) {
 void setModemFacts(ModemFacts& modem, const json& facts) {
     modem.maker = valueFor<Maker>(makers, facts["maker"]);
     modem.simCard = valueFor<SimCard>(simCards, facts["sim"]);
-    modem.registration = static_cast<std::uint8_t>(numberWithin(facts["registration"], 0, 255));
+    modem.registration = numberWithin(facts["registration"], 0, UINT8_MAX);
     modem.csq = numberWithin(facts["signal"], -1, INT32_MAX);
     modem.networkMode = numberWithin(facts["networkMode"], INT32_MIN, INT32_MAX);
     modem.systemMode = numberWithin(facts["systemMode"], INT32_MIN, INT32_MAX);
@@ -130,7 +129,6 @@ void setModemFacts(ModemFacts& modem, const json& facts) {
     modem.answerDelayUs = static_cast<std::uint32_t>(
         std::llround(facts["delay"].get<double>() * microsecondsPerSecond));
     modem.chunkBytes = static_cast<std::uint16_t>(numberWithin(facts["pieces"], 0, UINT16_MAX));
-    modem.chunkGapUs = pieceGapUs;
 }
 
 } // namespace
@@ -146,7 +144,7 @@ void ordinaryModem(ModemFacts& modem) {
 
 void setOrdinary(Gateway& gateway) {
     gateway.setWallClock(ordinary()["clock"]);
-    gateway.control().clock.monotonicOffset =
+    gateway.control().clock.offsets[CLOCK_MONOTONIC] =
         ordinary()["uptime"].get<Nanoseconds>() * nanosecondsPerSecond;
     std::vector<InterfaceEntry> links;
     for (const char* linkName : {"lo", "eth0", "eth1", dataLink}) {
@@ -246,7 +244,6 @@ void setMount(Gateway& gateway, bool mounted) {
 
 json setModem(Gateway& gateway, const json& changes) {
     json wanted = factsOf(gateway)["modem"];
-    const bool had = wanted["present"];
     for (const auto& [name, value] : changes.get<json::object_t>()) {
         if (!wanted.contains(name)) {
             refuse("the modem has no " + name);
@@ -257,9 +254,7 @@ json setModem(Gateway& gateway, const json& changes) {
     ModemFacts modem = gateway.facts().modem;
     setModemFacts(modem, wanted);
     gateway.editModem([&modem](ModemFacts& facts) { facts = modem; });
-    if (present != had) {
-        gateway.setModemPresent(present);
-    }
+    gateway.setModemPresent(present);
     return wanted;
 }
 

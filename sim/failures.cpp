@@ -5,7 +5,6 @@
 #include "sim/control.h"
 #include "sim/next_call.h"
 
-#include <cerrno>
 #include <unistd.h>
 
 #define INTERPOSED extern "C" __attribute__((visibility("default")))
@@ -33,12 +32,7 @@ int runMain(int count, char** arguments, char** environment) {
 
 // Whether the call has to fail; sets errno then.
 bool refused(Call call, std::size_t size = 0) {
-    const int error =
-        mainRuns && panel_gateway_count != nullptr ? panel_gateway_count(call, size) : 0;
-    if (error != 0) {
-        errno = error;
-    }
-    return error != 0;
+    return mainRuns && panel_gateway_fails != nullptr && panel_gateway_fails(call, size);
 }
 
 } // namespace

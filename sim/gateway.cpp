@@ -87,17 +87,6 @@ Path fittedBacklight(const Panel& panel) {
     return panel.height == panel64.height ? Path::BacklightSsd1306 : Path::BacklightSt7565;
 }
 
-// Straight from the kernel: in a test program the library's call is interposed.
-Nanoseconds machineClock(clockid_t id) {
-    timespec time{};
-    syscall(SYS_clock_gettime, id, &time);
-    return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
-}
-
-Nanoseconds clockBase(const Clock& clock, clockid_t id) {
-    return clock.mode == ClockMode::Virtual ? clock.now.load() : machineClock(id);
-}
-
 struct LogMessage {
     long type;
     std::array<char, 256> text;
@@ -154,12 +143,11 @@ void Gateway::makeControlBlock() {
         fail(file);
     }
     block_ = new (memory) ControlBlock{};
-    block_->size = sizeof(ControlBlock);
     sandbox_.copy(block_->sandbox, sizeof block_->sandbox - 1);
     block_->clock.mode = ClockMode::Virtual;
     block_->clock.limit = never;
     block_->clock.settledAt = -1;
-    block_->magic = controlMagic;
+    block_->size = sizeof(ControlBlock);
 }
 
 // The key comes from the sandbox's own file; keys of others that happen to be equal are passed by.
@@ -179,27 +167,16 @@ void Gateway::makeQueue() {
 // --- Clock ---
 
 void Gateway::setClockMode(ClockMode mode) {
-    Clock& clock = block_->clock;
     const Nanoseconds wall = wallClock().count();
     const Nanoseconds uptime = monotonic().count();
-    clock.mode = mode;
-    clock.wallOffset = wall - clockBase(clock, CLOCK_REALTIME);
-    clock.monotonicOffset = uptime - clockBase(clock, CLOCK_MONOTONIC);
+    block_->clock.mode = mode;
+    block_->clock.set(CLOCK_REALTIME, wall);
+    block_->clock.set(CLOCK_MONOTONIC, uptime);
 }
 
 void Gateway::setWallClock(std::time_t seconds, std::chrono::nanoseconds fraction) {
-    block_->clock.wallOffset = std::int64_t{seconds} * nanosecondsPerSecond + fraction.count() -
-                               clockBase(block_->clock, CLOCK_REALTIME);
-}
-
-std::chrono::nanoseconds Gateway::wallClock() const {
-    return std::chrono::nanoseconds(block_->clock.wallOffset +
-                                    clockBase(block_->clock, CLOCK_REALTIME));
-}
-
-std::chrono::nanoseconds Gateway::monotonic() const {
-    return std::chrono::nanoseconds(block_->clock.monotonicOffset +
-                                    clockBase(block_->clock, CLOCK_MONOTONIC));
+    block_->clock.set(CLOCK_REALTIME,
+                      std::int64_t{seconds} * nanosecondsPerSecond + fraction.count());
 }
 
 void Gateway::pass(std::chrono::nanoseconds duration) {
@@ -273,21 +250,22 @@ void Gateway::reportKey(std::uint16_t code, std::int32_t value) {
 }
 
 void Gateway::sendEvent(std::uint16_t type, std::uint16_t code, std::int32_t value) {
-    const auto put = [this](std::uint16_t eventType, std::uint16_t eventCode, std::int32_t level) {
-        input_event event{};
-        event.type = eventType;
-        event.code = eventCode;
-        event.value = level;
-        sendEventBytes({reinterpret_cast<const char*>(&event), sizeof event});
-    };
     // One more than the kernel keeps, and it forgets them all but for a note and the newest.
+    std::array<input_event, 2> events{};
+    events[0].type = EV_SYN;
+    events[0].code = SYN_DROPPED;
+    events[1].type = type;
+    events[1].code = code;
+    events[1].value = value;
     int waiting = 0;
-    if (ioctl(buttonFd_, FIONREAD, &waiting) == 0 &&
-        static_cast<std::size_t>(waiting) >= eventsKept * sizeof(input_event)) {
+    ioctl(buttonFd_, FIONREAD, &waiting);
+    std::string_view bytes(reinterpret_cast<const char*>(events.data()), sizeof events);
+    if (static_cast<std::size_t>(waiting) >= eventsKept * sizeof(input_event)) {
         dropEvents();
-        put(EV_SYN, SYN_DROPPED, 0);
+    } else {
+        bytes.remove_prefix(sizeof(input_event));
     }
-    put(type, code, value);
+    sendEventBytes(bytes);
 }
 
 void Gateway::sendEventBytes(std::string_view bytes) {
@@ -454,12 +432,8 @@ void Gateway::scriptModem(const std::vector<Reply>& replies) {
         }
         reply.command.copy(row.command, sizeof row.command - 1);
         row.uses = static_cast<std::int16_t>(reply.uses == 0 ? -1 : reply.uses);
-        for (const ReplyStep& step : reply.steps) {
-            ScriptStep& copy = row.steps[row.stepCount++];
-            copy.delayUs = static_cast<std::uint32_t>(step.delay.count());
-            copy.hangUp = step.hangUp;
-            copy.length = static_cast<std::uint8_t>(step.bytes.copy(copy.bytes, sizeof copy.bytes));
-        }
+        row.stepCount = static_cast<std::uint16_t>(reply.steps.size());
+        std::copy(reply.steps.begin(), reply.steps.end(), row.steps);
     }
     editModem([&script](ModemFacts& facts) { facts.script = script; });
 }

@@ -35,14 +35,6 @@ struct Channel {
     int mode = 0; // only mode 0 is shown
 };
 
-// One step of a scripted modem reply.
-struct ReplyStep {
-    std::chrono::microseconds delay; // after the step before it; 0 for a first step: lost to the
-                                     // caller's flush
-    std::string bytes;
-    bool hangUp = false; // the far end closes the line after these bytes
-};
-
 // A scripted modem reply; `uses` 0: for every such command, else for so many.
 struct Reply {
     std::string command; // without its line end
@@ -79,8 +71,12 @@ class Gateway {
     void setClockMode(ClockMode mode);
     // Sets the wall clock; it goes on from there. The monotonic clock is not touched.
     void setWallClock(std::time_t seconds, std::chrono::nanoseconds fraction = {});
-    std::chrono::nanoseconds wallClock() const;
-    std::chrono::nanoseconds monotonic() const;
+    std::chrono::nanoseconds wallClock() const {
+        return std::chrono::nanoseconds(block_->clock.reading(CLOCK_REALTIME));
+    }
+    std::chrono::nanoseconds monotonic() const {
+        return std::chrono::nanoseconds(block_->clock.reading(CLOCK_MONOTONIC));
+    }
     // In a program with the attached interposer: sleeps that long on the virtual clock. Other
     // threads run meanwhile. Not counted as a sleep of the program.
     void pass(std::chrono::nanoseconds duration);

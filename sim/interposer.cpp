@@ -17,7 +17,6 @@
 #include <atomic>
 #include <cctype>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -50,7 +49,6 @@ namespace {
 constexpr key_t daemonQueueKey = 80;
 constexpr unsigned long maxBrightness = 255; // of both controllers' drivers
 constexpr Nanoseconds nanosecondsPerMicrosecond = 1000;
-constexpr Nanoseconds microsecondsPerSecond = 1'000'000;
 
 // --- Binding ---
 
@@ -75,7 +73,7 @@ ControlBlock* mapControlBlock(const char* sandbox) {
         return nullptr;
     }
     auto* block = static_cast<ControlBlock*>(memory);
-    if (block->magic != controlMagic || block->size != sizeof(ControlBlock)) {
+    if (block->size != sizeof(ControlBlock)) {
         complain("control block of another build", file.data());
         return nullptr;
     }
@@ -116,14 +114,28 @@ int countCall(ControlBlock& block, Call call, Path path) {
     return 0;
 }
 
-// Counts a call. False with errno set when it has to fail.
-bool passes(Call call, Path path = Path::None) {
-    ControlBlock* block = attachedBlock();
-    const int error = block == nullptr ? 0 : countCall(*block, call, path);
+// True when there is an error; sets errno then.
+bool fails(int error) {
     if (error != 0) {
         errno = error;
     }
-    return error == 0;
+    return error != 0;
+}
+
+// Counts a call. False with errno set when it has to fail.
+bool passes(Call call, Path path = Path::None) {
+    ControlBlock* block = attachedBlock();
+    return block == nullptr || !fails(countCall(*block, call, path));
+}
+
+// The same for a call that never reaches the machine: without a gateway it is refused.
+bool passesOnGateway(Call call, const char* what) {
+    if (attachedBlock() == nullptr) {
+        complain("refused, for no gateway is attached", what);
+        errno = ENOENT;
+        return false;
+    }
+    return passes(call);
 }
 
 // --- Places ---
@@ -165,28 +177,22 @@ class Redirection {
   public:
     // A path within an open folder is none of the gateway's.
     Redirection(Call call, const char* path, int folder = AT_FDCWD) : target_(path) {
-        if (path == nullptr || *path == '\0' || (folder != AT_FDCWD && *path != '/')) {
-            return;
-        }
-        id_ = recognise(path);
+        const bool elsewhere =
+            path == nullptr || *path == '\0' || (folder != AT_FDCWD && *path != '/');
+        id_ = elsewhere ? Path::None : recognise(path);
         if (id_ == Path::None) {
             return;
         }
+        ControlBlock* gateway = attachedBlock();
+        error_ = gateway == nullptr ? ENOENT : countCall(*gateway, call, id_);
         if (id_ == Path::Refused) {
             complain("refused, for sim/places.h does not have it", path);
-        }
-        ControlBlock* gateway = attachedBlock();
-        if (gateway == nullptr) {
-            error_ = ENOENT;
-            return;
-        }
-        error_ = countCall(*gateway, call, id_);
-        if (id_ == Path::Refused) {
             error_ = EACCES;
-            return;
         }
-        std::snprintf(text_.data(), text_.size(), "%s%s", gateway->sandbox, pathOf(id_).data());
-        target_ = text_.data();
+        if (error_ == 0) {
+            std::snprintf(text_.data(), text_.size(), "%s%s", gateway->sandbox, pathOf(id_).data());
+            target_ = text_.data();
+        }
     }
 
     Redirection(const Redirection&) = delete;
@@ -198,37 +204,25 @@ class Redirection {
     const char* target() const { return target_; }
 
     // True when the call has to fail; sets errno then.
-    bool fails() const {
-        if (error_ != 0) {
-            errno = error_;
-        }
-        return error_ != 0;
-    }
+    bool fails() const { return sim::fails(error_); }
 
   private:
-    Path id_ = Path::None;
+    Path id_;
     int error_ = 0;
     const char* target_;
     std::array<char, 1024> text_{};
 };
 
-// Calls that only take a path: the real function on what stands for it.
-template <Symbol symbol, typename Result = int, typename... Arguments>
-Result onPath(Call call, const char* path, Arguments... arguments) {
-    const Redirection at(call, path);
-    if (!at.fails()) {
-        return callNext<symbol, Result>(at.target(), arguments...);
-    }
-    if constexpr (std::is_pointer_v<Result>) {
-        return nullptr;
-    } else {
-        return -1;
-    }
+// Calls that open a path for the library: the real one on what stands for it.
+template <Symbol symbol, typename Stream, typename... Arguments>
+Stream* openStream(const char* path, Arguments... arguments) {
+    const Redirection at(Call::Open, path);
+    return at.fails() ? nullptr : callNext<symbol, Stream*>(at.target(), arguments...);
 }
 
-// The same for calls that take a folder too, to which an absolute path is blind.
+// Calls that take a folder, to which an absolute path is blind, and a path.
 template <Symbol symbol, typename... Arguments>
-int onPathIn(int folder, Call call, const char* path, Arguments... arguments) {
+int onPath(Call call, int folder, const char* path, Arguments... arguments) {
     const Redirection at(call, path, folder);
     return at.fails() ? -1 : callNext<symbol>(folder, at.target(), arguments...);
 }
@@ -269,54 +263,23 @@ bool isBacklight(Path path) {
     return path == Path::BacklightSsd1306 || path == Path::BacklightSt7565;
 }
 
-int openAt(int folder, const char* path, int flags, va_list& rest) {
-    const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers have begun it
-    const mode_t mode = creates ? va_arg(rest, mode_t) : 0;
-    const Redirection at(Call::Open, path, folder);
-    if (at.fails()) {
-        return -1;
-    }
-    if (at.id() != Path::None) {
-        attachedBlock()->lastOpenFlags[static_cast<std::size_t>(at.id())] = flags;
-    }
-    // Sysfs cannot be emptied.
-    flags &= isBacklight(at.id()) ? ~O_TRUNC : ~0;
-    const bool modem = at.id() == Path::ModemPort;
-    const int descriptor = modem ? modemPort.open(*attachedBlock(), at.target(), flags)
-                                 : callNext<"openat">(folder, at.target(), flags, mode);
-    modemDescriptors += modem && descriptor >= 0 ? 1 : 0;
-    setPath(descriptor, at.id());
-    return descriptor;
-}
-
-// The level that the kernel takes from a text written into a brightness file: digits in the base
-// that their beginning names, a plus before and a line feed behind allowed. -1: none.
-long parseLevel(const char* text) {
-    const char* digits = text + (*text == '+' ? 1 : 0);
-    if (std::isdigit(static_cast<unsigned char>(*digits)) == 0) {
-        return -1;
-    }
+// As the kernel takes a text written into a brightness file: a number in the base that its
+// beginning names, a plus before and a line feed behind allowed. It takes the place of the old one,
+// however long that was, wherever the file stood. A harness that looks meanwhile finds a whole
+// first line.
+ssize_t writeBrightness(int descriptor, const void* bytes, std::size_t count) {
+    std::array<char, 64> text{};
+    std::memcpy(text.data(), bytes, std::min(count, text.size() - 1));
+    const char* digits = text.data() + (text[0] == '+' ? 1 : 0);
     char* end = nullptr;
     const unsigned long level = std::strtoul(digits, &end, 0);
     end += *end == '\n' ? 1 : 0;
-    return *end == '\0' && level <= maxBrightness ? static_cast<long>(level) : -1;
-}
-
-// The new text takes the place of the old one, however long that was, wherever the file stood. A
-// harness that looks meanwhile finds a whole first line.
-ssize_t writeBrightness(int descriptor, const void* bytes, std::size_t count) {
-    std::array<char, 64> text{};
-    if (count == 0) {
-        return 0;
-    }
-    std::memcpy(text.data(), bytes, std::min(count, text.size() - 1));
-    const long level = std::strlen(text.data()) == count ? parseLevel(text.data()) : -1;
-    if (level < 0) {
+    if (std::isdigit(static_cast<unsigned char>(*digits)) == 0 || end != text.data() + count ||
+        level > maxBrightness) {
         errno = EINVAL;
         return -1;
     }
-    const int length = std::snprintf(text.data(), text.size(), "%ld\n", level);
+    const int length = std::snprintf(text.data(), text.size(), "%lu\n", level);
     const bool written =
         pwrite(descriptor, text.data(), static_cast<std::size_t>(length), 0) == length &&
         ftruncate(descriptor, length) == 0;
@@ -340,93 +303,20 @@ sockaddr* fillAddress(sockaddr_in& address, const InterfaceEntry& fact, bool giv
     return given ? reinterpret_cast<sockaddr*>(&address) : nullptr;
 }
 
-ifaddrs* fillList(ListedInterface* list, const Facts& facts) {
-    ifaddrs* first = nullptr;
-    ifaddrs** end = &first;
-    for (const InterfaceEntry& entry : facts.interfaces) {
-        if (entry.present == 0) {
-            continue;
-        }
-        ListedInterface& out = *list++;
-        out.fact = entry;
-        out.entry.ifa_name = out.fact.name;
-        out.entry.ifa_flags = entry.flags;
-        out.entry.ifa_addr = fillAddress(out.address, entry, entry.hasAddress != 0, entry.address);
-        out.entry.ifa_netmask =
-            fillAddress(out.netmask, entry, entry.hasNetmask != 0, entry.netmask);
-        *end = &out.entry;
-        end = &out.entry.ifa_next;
-    }
-    return first;
-}
-
 // --- Time ---
 
-timespec toTimespec(Nanoseconds time) {
-    return {static_cast<time_t>(time / nanosecondsPerSecond),
-            static_cast<long>(time % nanosecondsPerSecond)};
-}
-
 timeval toTimeval(Nanoseconds time) {
-    const timespec parts = toTimespec(time);
-    return {parts.tv_sec, static_cast<suseconds_t>(parts.tv_nsec / nanosecondsPerMicrosecond)};
+    return {static_cast<time_t>(time / nanosecondsPerSecond),
+            static_cast<suseconds_t>(time % nanosecondsPerSecond / nanosecondsPerMicrosecond)};
 }
 
-Nanoseconds fromTimeval(const timeval& time) {
-    return (time.tv_sec * microsecondsPerSecond + time.tv_usec) * nanosecondsPerMicrosecond;
-}
-
-// A sleep that the process asked for by name. An interrupted one has slept a part of its time, so
-// that virtual time goes on.
-int sleepCounted(ControlBlock& block, Nanoseconds duration) {
-    ++(isMainThread() ? block.sleeps.main : block.sleeps.others);
-    const int error = countCall(block, Call::Usleep, Path::None);
-    sleepFor(block, error == 0 ? duration : duration / 2);
-    if (error != 0) {
-        errno = error;
+// The modem's descriptor when a select waits for its input, else -1.
+int awaitedModem(int count, const fd_set* input) {
+    int descriptor = input == nullptr ? -1 : count - 1;
+    while (descriptor >= 0 && !(FD_ISSET(descriptor, input) && isModem(descriptor))) {
+        --descriptor;
     }
-    return error == 0 ? 0 : -1;
-}
-
-// --- Waiting for the modem ---
-
-// What a select waits for.
-struct Awaited {
-    int modem = -1;
-    bool others = false;
-};
-
-Awaited awaitedBy(int count, const fd_set* input, const fd_set* output, const fd_set* exceptions) {
-    Awaited awaited;
-    for (int descriptor = 0; descriptor < count; ++descriptor) {
-        const bool read = input != nullptr && FD_ISSET(descriptor, input);
-        if (read && awaited.modem < 0 && isModem(descriptor)) {
-            awaited.modem = descriptor;
-        } else if (read || (output != nullptr && FD_ISSET(descriptor, output)) ||
-                   (exceptions != nullptr && FD_ISSET(descriptor, exceptions))) {
-            awaited.others = true;
-        }
-    }
-    return awaited;
-}
-
-// select on nothing or on the modem alone. Like Linux it leaves in `timeout` what remains of it.
-int waitOnClock(ControlBlock& block, int modem, fd_set* input, timeval* timeout) {
-    const Nanoseconds deadline =
-        timeout == nullptr ? never : monotonicNow(block) + fromTimeval(*timeout);
-    bool ready = false;
-    if (modem >= 0) {
-        ready = modemPort.waitReadable(block, modem, deadline);
-    } else {
-        sleepFor(block, deadline - monotonicNow(block));
-    }
-    if (input != nullptr && !ready) {
-        FD_ZERO(input);
-    }
-    if (timeout != nullptr) {
-        *timeout = toTimeval(std::max<Nanoseconds>(0, deadline - monotonicNow(block)));
-    }
-    return ready ? 1 : 0;
+    return descriptor;
 }
 
 } // namespace
@@ -457,19 +347,19 @@ INTERPOSED void panel_gateway_attach(ControlBlock* block) {
 }
 
 // Children of the daemon inherit what is preloaded but do not count.
-INTERPOSED int panel_gateway_count(Call call, std::size_t size) {
+INTERPOSED bool panel_gateway_fails(Call call, std::size_t size) {
     ControlBlock* block = attachedBlock();
     std::int32_t nobody = 0;
     if (block == nullptr ||
         (!block->libraryCaller.compare_exchange_strong(nobody, getpid()) && nobody != getpid())) {
-        return 0;
+        return false;
     }
-    const int error = countCall(*block, call, Path::None);
-    if (error != 0 && size != 0 &&
+    const bool failing = fails(countCall(*block, call, Path::None));
+    if (failing && size != 0 &&
         (size == block->watchedSizes[0] || size == block->watchedSizes[1])) {
         block->watchedRefused = 1;
     }
-    return error;
+    return failing;
 }
 
 INTERPOSED void panel_gateway_pass(Nanoseconds duration) {
@@ -480,57 +370,67 @@ INTERPOSED void panel_gateway_pass(Nanoseconds duration) {
 
 // --- Files and folders ---
 
-INTERPOSED int open(const char* path, int flags, ...) {
-    va_list rest;
-    va_start(rest, flags);
-    const int descriptor = openAt(AT_FDCWD, path, flags, rest);
-    va_end(rest);
+// What a caller leaves out of a call with three dots comes as any value, and is not looked at.
+INTERPOSED int openFile(int folder, const char* path, int flags, mode_t mode) asm("openat");
+INTERPOSED int openPlainly(const char* path, int flags, mode_t mode) asm("open");
+
+int openFile(int folder, const char* path, int flags, mode_t mode) {
+    const Redirection at(Call::Open, path, folder);
+    if (at.fails()) {
+        return -1;
+    }
+    if (at.id() != Path::None) {
+        attachedBlock()->lastOpenFlags[static_cast<std::size_t>(at.id())] = flags;
+    }
+    // Sysfs cannot be emptied.
+    flags &= isBacklight(at.id()) ? ~O_TRUNC : ~0;
+    const bool modem = at.id() == Path::ModemPort;
+    const int descriptor = modem ? modemPort.open(*attachedBlock(), at.target(), flags)
+                                 : callNext<"openat">(folder, at.target(), flags, mode);
+    modemDescriptors += modem && descriptor >= 0 ? 1 : 0;
+    setPath(descriptor, at.id());
     return descriptor;
 }
 
-INTERPOSED int openat(int folder, const char* path, int flags, ...) {
-    va_list rest;
-    va_start(rest, flags);
-    const int descriptor = openAt(folder, path, flags, rest);
-    va_end(rest);
-    return descriptor;
+int openPlainly(const char* path, int flags, mode_t mode) {
+    return openFile(AT_FDCWD, path, flags, mode);
 }
 
 INTERPOSED DIR* opendir(const char* path) {
-    return onPath<"opendir", DIR*>(Call::Open, path);
+    return openStream<"opendir", DIR>(path);
 }
 
 INTERPOSED FILE* fopen(const char* path, const char* mode) {
-    return onPath<"fopen", FILE*>(Call::Open, path, mode);
-}
-
-INTERPOSED int stat(const char* path, struct stat* status) noexcept {
-    return onPath<"stat">(Call::Stat, path, status);
-}
-
-INTERPOSED int lstat(const char* path, struct stat* status) noexcept {
-    return onPath<"lstat">(Call::Stat, path, status);
+    return openStream<"fopen", FILE>(path, mode);
 }
 
 INTERPOSED int fstatat(int folder, const char* path, struct stat* status, int flags) noexcept {
-    return onPathIn<"fstatat">(folder, Call::Stat, path, status, flags);
+    return onPath<"fstatat">(Call::Stat, folder, path, status, flags);
+}
+
+INTERPOSED int stat(const char* path, struct stat* status) noexcept {
+    return fstatat(AT_FDCWD, path, status, 0);
+}
+
+INTERPOSED int lstat(const char* path, struct stat* status) noexcept {
+    return fstatat(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
 }
 
 INTERPOSED int statx(int folder, const char* path, int flags, unsigned mask,
                      struct statx* status) noexcept {
-    return onPathIn<"statx">(folder, Call::Stat, path, flags, mask, status);
-}
-
-INTERPOSED int access(const char* path, int mode) noexcept {
-    return onPath<"access">(Call::Access, path, mode);
-}
-
-INTERPOSED int eaccess(const char* path, int mode) noexcept {
-    return onPath<"eaccess">(Call::Access, path, mode);
+    return onPath<"statx">(Call::Stat, folder, path, flags, mask, status);
 }
 
 INTERPOSED int faccessat(int folder, const char* path, int mode, int flags) noexcept {
-    return onPathIn<"faccessat">(folder, Call::Access, path, mode, flags);
+    return onPath<"faccessat">(Call::Access, folder, path, mode, flags);
+}
+
+INTERPOSED int access(const char* path, int mode) noexcept {
+    return faccessat(AT_FDCWD, path, mode, 0);
+}
+
+INTERPOSED int eaccess(const char* path, int mode) noexcept {
+    return faccessat(AT_FDCWD, path, mode, AT_EACCESS);
 }
 
 INTERPOSED int statfs(const char* path, struct statfs* figures) noexcept {
@@ -580,18 +480,13 @@ INTERPOSED void* mmap(void* hint, std::size_t length, int protection, int flags,
 
 INTERPOSED int close(int descriptor) {
     const Path path = placeOf(descriptor);
-    const bool well = passesOn(Call::Close, descriptor);
-    const int error = errno;
     setPath(descriptor, Path::None);
     // Linux lets the descriptor go even when close reports a failure.
     const int result = callNext<"close">(descriptor);
     if (path == Path::ModemPort && --modemDescriptors == 0) {
         modemPort.closed();
     }
-    if (!well) {
-        errno = error;
-    }
-    return well ? result : -1;
+    return path == Path::None || passes(Call::Close, path) ? result : -1;
 }
 
 INTERPOSED ssize_t write(int descriptor, const void* bytes, std::size_t count) {
@@ -608,11 +503,9 @@ INTERPOSED ssize_t write(int descriptor, const void* bytes, std::size_t count) {
     return written;
 }
 
-INTERPOSED int ioctl(int descriptor, unsigned long request, ...) noexcept {
-    va_list arguments;
-    va_start(arguments, request);
-    void* argument = va_arg(arguments, void*);
-    va_end(arguments);
+INTERPOSED int control(int descriptor, unsigned long request, void* argument) asm("ioctl");
+
+int control(int descriptor, unsigned long request, void* argument) {
     if (request != FBIOGET_VSCREENINFO || placeOf(descriptor) != Path::Framebuffer) {
         return callNext<"ioctl">(descriptor, request, argument);
     }
@@ -634,18 +527,29 @@ INTERPOSED int ioctl(int descriptor, unsigned long request, ...) noexcept {
 
 INTERPOSED int getifaddrs(ifaddrs** list) noexcept {
     ControlBlock* block = attachedBlock();
-    if (block == nullptr) {
-        errno = ENOENT;
-        return -1;
-    }
-    void* memory =
-        passes(Call::GetIfAddrs) ? std::calloc(interfaceCount, sizeof(ListedInterface)) : nullptr;
+    void* memory = passesOnGateway(Call::GetIfAddrs, "getifaddrs")
+                       ? std::calloc(interfaceCount, sizeof(ListedInterface))
+                       : nullptr;
     if (memory == nullptr) {
         return -1;
     }
+    *list = nullptr;
+    auto* out = static_cast<ListedInterface*>(memory);
     const std::lock_guard guard(block->factsLock);
-    *list = fillList(static_cast<ListedInterface*>(memory), block->facts);
-    if (*list == nullptr) {
+    for (const InterfaceEntry& fact : block->facts.interfaces) {
+        if (fact.present == 0) {
+            continue;
+        }
+        out->fact = fact;
+        out->entry.ifa_name = out->fact.name;
+        out->entry.ifa_flags = fact.flags;
+        out->entry.ifa_addr = fillAddress(out->address, fact, fact.hasAddress != 0, fact.address);
+        out->entry.ifa_netmask =
+            fillAddress(out->netmask, fact, fact.hasNetmask != 0, fact.netmask);
+        *list = &out++->entry;
+        list = &(*list)->ifa_next;
+    }
+    if (out == memory) {
         std::free(memory);
     }
     return 0;
@@ -659,16 +563,12 @@ INTERPOSED void freeifaddrs(ifaddrs* list) noexcept {
 // --- Message queue ---
 
 INTERPOSED int msgget(key_t key, int flags) noexcept {
-    ControlBlock* block = attachedBlock();
-    if (key == daemonQueueKey && block == nullptr) {
-        complain("msgget refused", "no gateway is attached");
-        errno = ENOENT;
-        return -1;
-    }
     if (key != daemonQueueKey) {
         return callNext<"msgget">(key, flags);
     }
-    return passes(Call::MsgGet) ? callNext<"msgget">(block->queueKey, flags) : -1;
+    return passesOnGateway(Call::MsgGet, "msgget")
+               ? callNext<"msgget">(attachedBlock()->queueKey, flags)
+               : -1;
 }
 
 INTERPOSED ssize_t msgrcv(int queue, void* message, std::size_t size, long type, int flags) {
@@ -679,27 +579,16 @@ INTERPOSED ssize_t msgrcv(int queue, void* message, std::size_t size, long type,
 // --- Commands ---
 
 INTERPOSED FILE* popen(const char* command, const char* mode) {
-    ControlBlock* block = attachedBlock();
-    if (block == nullptr) {
-        complain("popen refused", command);
-        errno = EPERM;
+    if (!passesOnGateway(Call::Popen, command)) {
         return nullptr;
     }
-    if (!passes(Call::Popen)) {
-        return nullptr;
-    }
-    ++block->popenCount;
+    ++attachedBlock()->popenCount;
     return callNext<"popen", FILE*>("true", mode);
 }
 
 INTERPOSED int pclose(FILE* stream) {
-    const bool well = passes(Call::Pclose);
-    const int error = errno;
     const int status = callNext<"pclose">(stream);
-    if (!well) {
-        errno = error;
-    }
-    return well ? status : -1;
+    return passes(Call::Pclose) ? status : -1;
 }
 
 // --- Time ---
@@ -712,7 +601,9 @@ INTERPOSED int clock_gettime(clockid_t id, timespec* time) noexcept {
     if (!passes(Call::ClockGettime)) {
         return -1;
     }
-    *time = toTimespec(id == CLOCK_REALTIME ? wallNow(*block) : monotonicNow(*block));
+    const Nanoseconds reading = block->clock.reading(id);
+    *time = {static_cast<time_t>(reading / nanosecondsPerSecond),
+             static_cast<long>(reading % nanosecondsPerSecond)};
     return 0;
 }
 
@@ -724,7 +615,7 @@ INTERPOSED int gettimeofday(timeval* time, void* zone) noexcept {
     if (!passes(Call::GetTimeOfDay)) {
         return -1;
     }
-    *time = toTimeval(wallNow(*block));
+    *time = toTimeval(block->clock.reading(CLOCK_REALTIME));
     return 0;
 }
 
@@ -749,27 +640,37 @@ INTERPOSED void tzset() noexcept {
 
 INTERPOSED int usleep(useconds_t duration) {
     ControlBlock* block = attachedBlock();
-    return block == nullptr ? callNext<"usleep">(duration)
-                            : sleepCounted(*block, duration * nanosecondsPerMicrosecond);
+    if (block == nullptr) {
+        return callNext<"usleep">(duration);
+    }
+    block->mainSleeps += isMainThread() ? 1 : 0;
+    const int error = countCall(*block, Call::Usleep, Path::None);
+    // An interrupted sleep has passed a part of its time, so that virtual time goes on.
+    sleepFor(*block, duration * nanosecondsPerMicrosecond / (error == 0 ? 1 : 2));
+    return fails(error) ? -1 : 0;
 }
 
-INTERPOSED int nanosleep(const timespec* duration, timespec* rest) {
-    ControlBlock* block = attachedBlock();
-    return block == nullptr
-               ? callNext<"nanosleep">(duration, rest)
-               : sleepCounted(*block, duration->tv_sec * nanosecondsPerSecond + duration->tv_nsec);
-}
-
+// On the modem alone; like Linux it leaves in `timeout` what remains of it.
 INTERPOSED int select(int count, fd_set* input, fd_set* output, fd_set* exceptions,
                       timeval* timeout) {
-    ControlBlock* block = attachedBlock();
-    const Awaited awaited = awaitedBy(count, input, output, exceptions);
-    if (block == nullptr || awaited.others) {
+    const int modem = awaitedModem(count, input);
+    if (modem < 0 || timeout == nullptr) {
         return callNext<"select">(count, input, output, exceptions, timeout);
     }
-    return passes(Call::Select, awaited.modem >= 0 ? Path::ModemPort : Path::None)
-               ? waitOnClock(*block, awaited.modem, input, timeout)
-               : -1;
+    if (!passes(Call::Select, Path::ModemPort)) {
+        return -1;
+    }
+    ControlBlock& block = *attachedBlock();
+    const Nanoseconds deadline = block.clock.reading(CLOCK_MONOTONIC) +
+                                 timeout->tv_sec * nanosecondsPerSecond +
+                                 timeout->tv_usec * nanosecondsPerMicrosecond;
+    const bool ready = modemPort.waitReadable(block, modem, deadline);
+    const Nanoseconds rest = deadline - block.clock.reading(CLOCK_MONOTONIC);
+    *timeout = toTimeval(std::max<Nanoseconds>(0, rest));
+    if (!ready) {
+        FD_ZERO(input);
+    }
+    return ready ? 1 : 0;
 }
 
 // --- Serial line ---
@@ -818,10 +719,6 @@ INTERPOSED int tcflush(int descriptor, int queue) noexcept {
 INTERPOSED int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*start)(void*), void* argument) noexcept {
     return passes(Call::PthreadCreate) ? createThread(thread, attributes, start, argument) : errno;
-}
-
-INTERPOSED int pthread_join(pthread_t thread, void** result) {
-    return joinThread(thread, result);
 }
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -8,28 +8,30 @@ namespace sim {
 
 namespace {
 
-constexpr Nanoseconds nanosecondsPerMicrosecond = 1000;
 // Between the answers to commands that came in one write.
 constexpr Nanoseconds commandGap = 5'000'000;
+// Between two pieces of an answer.
+constexpr Nanoseconds pieceGap = 20'000'000;
 
 // What the modem is asked, and what it answers.
 struct Query {
     std::string_view text; // in capitals
     Command command;
-    const char* answer; // printf's form of the first line, from a number
+    const char* answer = ""; // printf's form of the first line, from a number ...
+    std::int32_t ModemFacts::*number = nullptr; // ... that is this one
 };
 
 constexpr Query queries[] = {
-    {"AT+CPIN?", Command::Cpin, nullptr},
-    {"AT+CREG?", Command::Creg, "+CREG: 0,%d"},
-    {"AT+CSQ", Command::Csq, "+CSQ: %d,99"},
-    {"AT+CGMI", Command::Cgmi, nullptr},
-    {"AT+CNSMOD?", Command::Cnsmod, "+CNSMOD: 0,%d"},
-    {"AT^SYSINFO", Command::Sysinfo, "^SYSINFO: 2,3,0,%d,1"},
-    {"AT", Command::Other, ""},
+    {"AT+CPIN?", Command::Cpin},
+    {"AT+CREG?", Command::Creg, "+CREG: 0,%d", &ModemFacts::registration},
+    {"AT+CSQ", Command::Csq, "+CSQ: %d,99", &ModemFacts::csq},
+    {"AT+CGMI", Command::Cgmi},
+    {"AT+CNSMOD?", Command::Cnsmod, "+CNSMOD: 0,%d", &ModemFacts::networkMode},
+    {"AT^SYSINFO", Command::Sysinfo, "^SYSINFO: 2,3,0,%d,1", &ModemFacts::systemMode},
+    {"AT", Command::Other},
 };
 // Any other line.
-constexpr Query unknown = {"", Command::Other, ""};
+constexpr Query unknown = {"", Command::Other};
 
 const Query& recognise(std::string_view line) {
     for (const Query& query : queries) {
@@ -62,10 +64,6 @@ std::string_view trimmed(std::string_view bytes) {
     return bytes;
 }
 
-Nanoseconds microseconds(std::uint32_t count) {
-    return count * nanosecondsPerMicrosecond;
-}
-
 } // namespace
 
 void Modem::opened(Nanoseconds now) {
@@ -81,7 +79,7 @@ void Modem::feed(ModemFacts& facts, std::string_view bytes, Nanoseconds now) {
     if (lineLength_ == 0 && answerFromScript(facts.script, trimmed(bytes), now)) {
         return;
     }
-    Nanoseconds at = now + microseconds(facts.answerDelayUs);
+    Nanoseconds at = now + facts.answerDelayUs * Nanoseconds{1000};
     for (const char c : bytes) {
         if (c != '\r' && c != '\n') {
             line_[lineLength_] = c;
@@ -99,7 +97,11 @@ void Modem::feed(ModemFacts& facts, std::string_view bytes, Nanoseconds now) {
 
 void Modem::answer(const ModemFacts& facts, std::string_view command, Nanoseconds& at) {
     const Query& query = recognise(command);
-    const std::int32_t value = numberFor(facts, query.command);
+    const bool asksMode = query.command == Command::Cnsmod || query.command == Command::Sysinfo;
+    const bool early = query.command == Command::Csq
+                           ? csqAnswers_++ < facts.csqLeadingZeros
+                           : asksMode && modeAnswers_++ < facts.modeLeadingZeros;
+    const int value = early || query.number == nullptr ? 0 : facts.*query.number;
     if ((facts.silentCommands & bit(query.command)) != 0 ||
         (query.command == Command::Csq && value < 0)) {
         return;
@@ -119,32 +121,16 @@ void Modem::answer(const ModemFacts& facts, std::string_view command, Nanosecond
         say(makerTexts[static_cast<std::size_t>(facts.maker)], "OK");
     } else {
         std::array<char, 64> line{};
-        std::snprintf(line.data(), line.size(), query.answer, static_cast<int>(value));
+        std::snprintf(line.data(), line.size(), query.answer, value);
         say(line.data(), "OK");
     }
     std::string_view rest(text.data());
     const std::size_t size = facts.chunkBytes == 0 ? rest.size() : facts.chunkBytes;
     for (; rest.size() > size; rest.remove_prefix(size)) {
         schedule(rest.substr(0, size), at);
-        at += microseconds(facts.chunkGapUs);
+        at += pieceGap;
     }
     schedule(rest, at);
-}
-
-// The number that the answer to a query carries. Counts the leading zeros.
-std::int32_t Modem::numberFor(const ModemFacts& facts, Command command) {
-    switch (command) {
-    case Command::Creg:
-        return facts.registration;
-    case Command::Csq:
-        return csqAnswers_++ < facts.csqLeadingZeros ? 0 : facts.csq;
-    case Command::Cnsmod:
-        return modeAnswers_++ < facts.modeLeadingZeros ? 0 : facts.networkMode;
-    case Command::Sysinfo:
-        return modeAnswers_++ < facts.modeLeadingZeros ? 0 : facts.systemMode;
-    default:
-        return 0;
-    }
 }
 
 // Answers from the first script row of this command that is not used up; false without one.
@@ -159,9 +145,9 @@ bool Modem::answerFromScript(ModemScript& script, std::string_view command, Nano
     row->uses = static_cast<std::int16_t>(row->uses - (row->uses > 0 ? 1 : 0));
     Nanoseconds at = now;
     for (std::size_t i = 0; i < row->stepCount; ++i) {
-        const ScriptStep& step = row->steps[i];
-        at += microseconds(step.delayUs);
-        schedule({step.bytes, step.length}, at, step.hangUp);
+        const ReplyStep& step = row->steps[i];
+        at += std::chrono::nanoseconds(step.delay).count();
+        schedule(step.text, at, step.hangUp);
     }
     return true;
 }

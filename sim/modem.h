@@ -6,6 +6,7 @@
 // nanoseconds of the gateway's clock. What the modem is like stands in `ModemFacts`.
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -37,11 +38,17 @@ constexpr std::uint8_t bit(Command command) {
 inline constexpr std::uint8_t everyCommand = 0xff;
 
 // A step of a scripted reply: bytes that arrive together.
-struct ScriptStep {
-    std::uint32_t delayUs; // after the step before it, or after the command
-    bool hangUp;           // the far end closes the line after these bytes, reads then return 0
-    std::uint8_t length;
-    char bytes[62];
+struct ReplyStep {
+    ReplyStep() = default;
+    ReplyStep(std::chrono::microseconds wait, std::string_view bytes, bool last = false)
+        : delay(wait), hangUp(last) {
+        bytes.copy(text, sizeof text - 1);
+    }
+
+    std::chrono::microseconds delay{}; // after the step before it, or after the command; 0 for a
+                                       // first step: lost to the caller's flush
+    char text[63] = {};
+    bool hangUp = false; // the far end closes the line after these bytes, reads then return 0
 };
 
 // One scripted reply.
@@ -49,7 +56,7 @@ struct ScriptRow {
     char command[64]; // without its line end; several lines joined match one write of them all
     std::uint16_t stepCount; // 0: no answer at all
     std::int16_t uses;       // how often the row answers yet; below 0: always
-    ScriptStep steps[64];
+    ReplyStep steps[64];
 };
 
 // Exact replies that take the place of the modem's own. The first row that has its command and is
@@ -63,7 +70,7 @@ struct ModemScript {
 struct ModemFacts {
     Maker maker;
     SimCard simCard;
-    std::uint8_t registration;     // second number of +CREG: 0 to 5; 1 home, 2 searching, 5 roaming
+    std::int32_t registration;     // second number of +CREG: 0 to 5; 1 home, 2 searching, 5 roaming
     std::int32_t csq;              // first number of +CSQ; -1: at+csq is not answered
     std::uint32_t csqLeadingZeros; // so many answers of 0 first, anew each time the port is opened
     std::int32_t networkMode;      // second number of +CNSMOD
@@ -73,8 +80,7 @@ struct ModemFacts {
     std::uint8_t silentCommands;    // `bit`s of the commands never answered
     std::uint32_t answerDelayUs;    // from command to answer; 0: the answer arrives before the
                                     // caller can flush its input, and is lost with it
-    std::uint16_t chunkBytes;       // answers arrive in pieces of so many bytes; 0: whole
-    std::uint32_t chunkGapUs;       // between two pieces
+    std::uint16_t chunkBytes; // answers arrive in pieces of so many bytes, 20 ms apart; 0: whole
     ModemScript script;
 };
 
@@ -118,7 +124,6 @@ class Modem {
     // `at` moves on to the end of the answer: the next one follows it.
     void answer(const ModemFacts& facts, std::string_view command, Nanoseconds& at);
     bool answerFromScript(ModemScript& script, std::string_view command, Nanoseconds now);
-    std::int32_t numberFor(const ModemFacts& facts, Command command);
     void schedule(std::string_view bytes, Nanoseconds due, bool hangUp = false);
 
     std::array<Piece, pieceCount> pieces_{}; // ascending by `due`

@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <mutex>
 #include <poll.h>
-#include <sched.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -23,9 +22,6 @@ namespace {
 constexpr int lowestMaster = 500;
 // Milliseconds of real time that the kernel gets to carry bytes through the pty.
 constexpr int carryPatience = 1000;
-// Looks whether delivered bytes can be read: some at once, the others a millisecond apart.
-constexpr int quickLooks = 200;
-constexpr int slowLooks = 1000;
 // So many bytes wait in a terminal at most; what arrives after them is lost.
 constexpr int terminalCapacity = 4095;
 
@@ -44,21 +40,6 @@ bool inLineMode(int descriptor) {
     return callNext<"tcgetattr">(descriptor, &settings) != 0 || (settings.c_lflag & ICANON) != 0;
 }
 
-// Waits until so many bytes can be read. The kernel carries them there in its own time; without
-// this wait the daemon would now and then see a chunk in pieces that nobody asked for.
-void awaitInput(int descriptor, int count) {
-    for (int look = 0; look < quickLooks + slowLooks; ++look) {
-        if (waitingInput(descriptor) >= count) {
-            return;
-        }
-        if (look < quickLooks) {
-            sched_yield();
-        } else {
-            poll(nullptr, 0, 1);
-        }
-    }
-}
-
 } // namespace
 
 int ModemPort::open(ControlBlock& block, const char* node, int flags) {
@@ -70,7 +51,7 @@ int ModemPort::open(ControlBlock& block, const char* node, int flags) {
     const int descriptor =
         callNext<"openat">(AT_FDCWD, static_cast<const char*>(slave.data()), flags);
     const std::lock_guard guard(block.factsLock);
-    modem_.opened(monotonicNow(block));
+    modem_.opened(block.clock.reading(CLOCK_MONOTONIC));
     return descriptor;
 }
 
@@ -113,7 +94,7 @@ void ModemPort::hearWrites(ControlBlock& block) {
             SentBytes& sent = block.sentToModem;
             sent.bytes[sent.total++ % sizeof sent.bytes] = byte;
         }
-        modem_.feed(block.facts.modem, heard, monotonicNow(block));
+        modem_.feed(block.facts.modem, heard, block.clock.reading(CLOCK_MONOTONIC));
     }
     heardBytes_ = writtenBytes_;
 }
@@ -121,17 +102,20 @@ void ModemPort::hearWrites(ControlBlock& block) {
 void ModemPort::exchange(ControlBlock& block, int descriptor) {
     hearWrites(block);
     ModemChunk chunk{};
-    while (modem_.take(monotonicNow(block), chunk)) {
+    while (modem_.take(block.clock.reading(CLOCK_MONOTONIC), chunk)) {
         deliver(descriptor, chunk);
     }
 }
 
+// The kernel carries bytes to the daemon's side in its own time; without the wait the daemon would
+// now and then see a chunk in pieces that nobody asked for.
 void ModemPort::deliver(int descriptor, const ModemChunk& chunk) {
     const int before = waitingInput(descriptor);
     const auto written = callNext<"write", ssize_t>(
         master_, static_cast<const void*>(chunk.bytes.data()), chunk.bytes.size());
     if (written > 0 && !inLineMode(descriptor)) {
-        awaitInput(descriptor, std::min(before + static_cast<int>(written), terminalCapacity));
+        const int all = std::min(before + static_cast<int>(written), terminalCapacity);
+        await([=] { return waitingInput(descriptor) >= all; });
     }
     if (chunk.hangUp) {
         closed();
@@ -144,7 +128,7 @@ bool ModemPort::waitReadable(ControlBlock& block, int descriptor, Nanoseconds de
         if (readable(descriptor)) {
             return true;
         }
-        const Nanoseconds now = monotonicNow(block);
+        const Nanoseconds now = block.clock.reading(CLOCK_MONOTONIC);
         if (now >= deadline) {
             return false;
         }

@@ -24,7 +24,7 @@ constexpr int settleSteps = 600;
 using Real = std::chrono::steady_clock;
 
 // Real time between two looks at the process and its pipes.
-constexpr std::chrono::milliseconds lookPeriod{2};
+constexpr std::chrono::milliseconds lookPeriod{10};
 constexpr int cannotExecute = 127;
 
 // A pipe whose reading end neither blocks nor is inherited.
@@ -39,11 +39,6 @@ struct Pipe {
     std::array<int, 2> ends;
 };
 
-std::string valueOf(const char* variable) {
-    const char* value = std::getenv(variable);
-    return value == nullptr ? "" : value;
-}
-
 void drain(int descriptor, std::string& text) {
     std::array<char, 4096> bytes;
     ssize_t count = 0;
@@ -55,38 +50,13 @@ void drain(int descriptor, std::string& text) {
 } // namespace
 
 PanelProcess::PanelProcess(Gateway& gateway, const std::string& binary,
-                           const std::string& interposer, ProcessOptions options)
-    : gateway_(gateway), options_(std::move(options)) {
+                           const std::string& interposer, bool ownZone)
+    : gateway_(gateway) {
     Clock& clock = gateway_.control().clock;
     clock.limit = clock.now.load();
     clock.settledAt = -1;
     gateway_.control().exitRequested = 0;
     gateway_.control().libraryCaller = 0;
-    start(binary, interposer);
-}
-
-PanelProcess::~PanelProcess() {
-    if (running()) {
-        kill(child_, SIGKILL);
-        waitpid(child_, nullptr, 0);
-    }
-    ::close(outputPipe_);
-    ::close(errorPipe_);
-}
-
-void PanelProcess::start(const std::string& binary, const std::string& interposer) {
-    std::vector<std::pair<std::string, std::string>> variables = {
-        {gatewayVariable, gateway_.folder()},
-        {"LD_PRELOAD", interposer},
-        // A program built with ASan otherwise refuses a preloaded object before its runtime.
-        {"ASAN_OPTIONS", valueOf("ASAN_OPTIONS") + ":verify_asan_link_order=0"},
-    };
-    if (options_.ownZone) {
-        // With a spare step in the path, for the interposer's tzset.
-        variables.emplace_back("TZ",
-                               ":" + gateway_.folder() + "/." + std::string(pathOf(Path::Zone)));
-    }
-    variables.insert(variables.end(), options_.environment.begin(), options_.environment.end());
     const Pipe output;
     const Pipe error;
     const pid_t harness = getpid();
@@ -97,8 +67,18 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(output.ends[1], STDOUT_FILENO);
         dup2(error.ends[1], STDERR_FILENO);
-        for (const auto& [variable, value] : variables) {
-            setenv(variable.c_str(), value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+        const auto set = [](const char* variable, const std::string& value) {
+            setenv(variable, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+        };
+        set(gatewayVariable, gateway_.folder());
+        set("LD_PRELOAD", interposer);
+        // A program built with ASan otherwise refuses a preloaded object before its runtime.
+        const char* sanitizer = std::getenv("ASAN_OPTIONS"); // NOLINT(concurrency-mt-unsafe)
+        set("ASAN_OPTIONS",
+            std::string(sanitizer == nullptr ? "" : sanitizer) + ":verify_asan_link_order=0");
+        if (ownZone) {
+            // With a spare step in the path, for the interposer's tzset.
+            set("TZ", ":" + gateway_.folder() + "/." + std::string(pathOf(Path::Zone)));
         }
         if (getppid() == harness) {
             execl(binary.c_str(), binary.c_str(), nullptr);
@@ -115,6 +95,15 @@ void PanelProcess::start(const std::string& binary, const std::string& interpose
     }
 }
 
+PanelProcess::~PanelProcess() {
+    if (running()) {
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+    }
+    ::close(outputPipe_);
+    ::close(errorPipe_);
+}
+
 // --- Time ---
 
 PanelProcess::Wait PanelProcess::advance(std::chrono::nanoseconds duration) {
@@ -124,14 +113,7 @@ PanelProcess::Wait PanelProcess::advance(std::chrono::nanoseconds duration) {
         futexBump(clock.wakeSequence);
         return waitFor(clock.limit);
     }
-    const auto end = Real::now() + duration;
-    while (Real::now() < end && running()) {
-        collect();
-        std::this_thread::sleep_for(
-            std::min<std::chrono::nanoseconds>(end - Real::now(), settleStep));
-    }
-    collect();
-    return running() ? Wait::Settled : Wait::Exited;
+    return waitExit(duration) ? Wait::Exited : Wait::Settled;
 }
 
 // Waits until all threads sleep beyond `target`.
@@ -160,9 +142,9 @@ PanelProcess::Wait PanelProcess::waitFor(Nanoseconds target) {
 
 PanelProcess::Wait PanelProcess::settle() {
     Wait wait = advance({});
-    const std::uint64_t target = gateway_.control().sleeps.main + 2;
+    const std::uint64_t target = gateway_.control().mainSleeps + 2;
     for (int step = 0; step < settleSteps; ++step) {
-        if (wait != Wait::Settled || gateway_.control().sleeps.main >= target) {
+        if (wait != Wait::Settled || gateway_.control().mainSleeps >= target) {
             return wait;
         }
         wait = advance(settleStep);
@@ -185,11 +167,12 @@ std::optional<int> PanelProcess::exitNormally() {
     return waitExit();
 }
 
-std::optional<int> PanelProcess::waitExit(std::chrono::milliseconds patience) {
+std::optional<int> PanelProcess::waitExit(std::chrono::nanoseconds patience) {
     const auto end = Real::now() + patience;
     while (running() && Real::now() < end) {
         collect();
-        std::this_thread::sleep_for(lookPeriod);
+        std::this_thread::sleep_for(
+            std::min<std::chrono::nanoseconds>(end - Real::now(), lookPeriod));
     }
     collect();
     return exitStatus_;

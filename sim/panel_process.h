@@ -10,17 +10,8 @@
 #include <optional>
 #include <string>
 #include <sys/types.h>
-#include <utility>
-#include <vector>
 
 namespace sim {
-
-struct ProcessOptions {
-    // Whether the zone is what the gateway's /etc/localtime says, without such a file UTC; else TZ
-    // is as the harness has it.
-    bool ownZone = true;
-    std::vector<std::pair<std::string, std::string>> environment; // further variables
-};
 
 // Real time after which a wait is given up.
 inline constexpr std::chrono::seconds mostPatience{20};
@@ -35,9 +26,11 @@ class PanelProcess {
     };
 
     // Starts `binary` on the gateway with `interposer` (panel_gateway.so) preloaded. With a virtual
-    // clock time stands still at the gateway's present moment. Throws when the start fails.
+    // clock time stands still at the gateway's present moment. With a zone of its own that is what
+    // the gateway's /etc/localtime says, without such a file UTC; else TZ is as the harness has it.
+    // Throws when the start fails.
     PanelProcess(Gateway& gateway, const std::string& binary, const std::string& interposer,
-                 ProcessOptions options = {});
+                 bool ownZone = true);
     // Kills the process if it still runs.
     ~PanelProcess();
     PanelProcess(const PanelProcess&) = delete;
@@ -60,7 +53,7 @@ class PanelProcess {
     // waitpid gives it, or nullopt when the process does not end.
     std::optional<int> exitNormally();
     // Waits for the end of the process without asking for it; time does not move meanwhile.
-    std::optional<int> waitExit(std::chrono::milliseconds patience = mostPatience);
+    std::optional<int> waitExit(std::chrono::nanoseconds patience = mostPatience);
     // Sends a signal.
     void signal(int number);
 
@@ -84,13 +77,11 @@ class PanelProcess {
     }
 
   private:
-    void start(const std::string& binary, const std::string& interposer);
     Wait waitFor(Nanoseconds target);
     // Takes what the process has written so far out of its pipes.
     void collect();
 
     Gateway& gateway_;
-    ProcessOptions options_;
     pid_t child_ = -1;
     int outputPipe_ = -1;
     int errorPipe_ = -1;

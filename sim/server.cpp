@@ -171,7 +171,7 @@ void takeMachineTime(Gateway& gateway) {
     const std::string zoneFile(pathOf(Path::Zone));
     std::ifstream zone(zoneFile, std::ios::binary);
     gateway.setClockMode(ClockMode::Real);
-    gateway.control().clock.wallOffset = 0;
+    gateway.control().clock.offsets[CLOCK_REALTIME] = 0;
     if (zone) {
         gateway.writeFile(zoneFile, std::string(std::istreambuf_iterator<char>(zone), {}));
     }

@@ -18,18 +18,16 @@ namespace sim {
 
 namespace {
 
-constexpr std::size_t turnCount = 128;
+constexpr std::size_t turnCount = 16;
 
 // So often a thread looks for its turn before it gives up its processor: most turns are short.
 constexpr int quickLooks = 50;
 
 // A thread that takes turns on the virtual clock.
 struct Turn {
-    enum State { free, running, sleeping, joining } state;
+    enum State { free, running, sleeping } state;
     Nanoseconds deadline;
     std::uint64_t order; // of its sleep among all, for equal deadlines
-    pthread_t thread;
-    pthread_t joined; // the thread that it waits for
     void* (*start)(void*);
     void* argument;
 };
@@ -47,12 +45,6 @@ constinit std::uint64_t sleepOrder = 0;
 
 const pthread_t mainThread = pthread_self(); // it is the one that loads programs
 
-Nanoseconds machineClock(clockid_t id) {
-    timespec time{};
-    callNext<"clock_gettime">(id, &time);
-    return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
-}
-
 // A free place, marked as running; null when there are too many threads.
 Turn* takeTurn() {
     Turn* const found = std::find_if(turns.begin(), turns.end(),
@@ -66,7 +58,6 @@ Turn* takeTurn() {
 }
 
 void makeMine(Turn& turn) {
-    turn.thread = pthread_self();
     myTurn = static_cast<std::size_t>(&turn - turns.data());
     myGeneration = generation;
 }
@@ -116,7 +107,7 @@ bool passTurn(ControlBlock& block) {
         return false;
     }
     next->state = Turn::running;
-    return pthread_equal(next->thread, pthread_self()) == 0;
+    return next != &turns[myTurn];
 }
 
 [[noreturn]] void sleepForEver() {
@@ -173,44 +164,21 @@ void sleepReally(const ControlBlock& block, Nanoseconds duration) {
     }
     const timespec time{static_cast<time_t>(duration / nanosecondsPerSecond),
                         static_cast<long>(duration % nanosecondsPerSecond)};
-    callNext<"nanosleep">(static_cast<const timespec*>(&time), static_cast<timespec*>(nullptr));
-}
-
-void passTurnOn() {
-    ControlBlock* block = attachedBlock();
-    if (block != nullptr && passTurn(*block)) {
-        futexBump(block->clock.wakeSequence);
-    }
-}
-
-// Ends the calling thread's turns. A thread that waits for this one runs on in its place, so that
-// no time passes between its end and their join.
-void endTurns() {
-    const std::lock_guard guard(mutex);
-    if (myGeneration != generation) {
-        return;
-    }
-    turns[myTurn].state = Turn::free;
-    for (Turn& turn : turns) {
-        if (turn.state == Turn::joining && pthread_equal(turn.joined, pthread_self()) != 0) {
-            turn.state = Turn::running;
-        }
-    }
-    passTurnOn();
+    nanosleep(&time, nullptr);
 }
 
 void* runThread(void* argument) {
-    void* (*start)(void*) = nullptr;
-    {
-        // The creator holds the lock until it has noted this thread.
-        const std::lock_guard guard(mutex);
-        Turn& turn = *static_cast<Turn*>(argument);
-        makeMine(turn);
-        start = turn.start;
-        argument = turn.argument;
+    Turn& turn = *static_cast<Turn*>(argument);
+    makeMine(turn);
+    void* const result = turn.start(turn.argument);
+    const std::lock_guard guard(mutex);
+    ControlBlock* block = attachedBlock();
+    if (myGeneration == generation && block != nullptr) {
+        turns[myTurn].state = Turn::free;
+        if (passTurn(*block)) {
+            futexBump(block->clock.wakeSequence);
+        }
     }
-    void* const result = start(argument);
-    endTurns();
     return result;
 }
 
@@ -218,18 +186,6 @@ void* runThread(void* argument) {
 
 bool isMainThread() {
     return pthread_equal(pthread_self(), mainThread) != 0;
-}
-
-Nanoseconds monotonicNow(const ControlBlock& block) {
-    const Clock& clock = block.clock;
-    return clock.monotonicOffset +
-           (clock.mode == ClockMode::Virtual ? clock.now.load() : machineClock(CLOCK_MONOTONIC));
-}
-
-Nanoseconds wallNow(const ControlBlock& block) {
-    const Clock& clock = block.clock;
-    return clock.wallOffset +
-           (clock.mode == ClockMode::Virtual ? clock.now.load() : machineClock(CLOCK_REALTIME));
 }
 
 void sleepFor(ControlBlock& block, Nanoseconds duration) {
@@ -259,32 +215,8 @@ int createThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*st
     turn->argument = argument;
     const int result =
         callNext<"pthread_create">(thread, attributes, &runThread, static_cast<void*>(turn));
-    if (result == 0) {
-        turn->thread = *thread;
-    } else {
-        turn->state = Turn::free;
-    }
+    turn->state = result == 0 ? turn->state : Turn::free;
     return result;
-}
-
-int joinThread(pthread_t thread, void** result) {
-    {
-        const std::lock_guard guard(mutex);
-        Turn& turn = ownTurn();
-        const bool takesTurns =
-            std::any_of(turns.begin(), turns.end(), [thread](const Turn& other) {
-                return other.state != Turn::free && pthread_equal(other.thread, thread) != 0;
-            });
-        if (takesTurns) {
-            turn.joined = thread;
-            turn.state = Turn::joining;
-            passTurnOn();
-        }
-    }
-    const int status = callNext<"pthread_join">(thread, result);
-    const std::lock_guard guard(mutex);
-    ownTurn().state = Turn::running;
-    return status;
 }
 
 } // namespace sim

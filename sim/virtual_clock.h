@@ -1,6 +1,6 @@
 #pragma once
 
-// The clock inside the interposed process: what its clocks read and how its threads sleep. On the
+// The clock inside the interposed process: how its threads sleep. On the
 // virtual clock threads take turns: one runs until it sleeps, then the one with the next deadline
 // does, and time jumps there; nothing passes the limit in the control block. Any thread may call.
 
@@ -12,9 +12,6 @@ namespace sim {
 
 bool isMainThread();
 
-Nanoseconds monotonicNow(const ControlBlock& block);
-Nanoseconds wallNow(const ControlBlock& block);
-
 // Sleeps on the gateway's clock. When the harness has asked for the end of the process, the main
 // thread exits with status 0 instead and every other thread sleeps for ever.
 void sleepFor(ControlBlock& block, Nanoseconds duration);
@@ -22,10 +19,9 @@ void sleepFor(ControlBlock& block, Nanoseconds duration);
 // Forgets all sleepers, for a new control block. The calling thread goes on as the only one.
 void forgetThreads();
 
-// pthread_create and pthread_join with the new thread taking its turns from its creation on and
-// the joining one none while it waits.
+// pthread_create with the new thread taking its turns from its creation to its end. Whoever waits
+// for another thread otherwise than by sleeping keeps the virtual time from passing.
 int createThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
                  void* argument);
-int joinThread(pthread_t thread, void** result);
 
 } // namespace sim

@@ -61,7 +61,7 @@ std::optional<sim::FaultId> plan(sim::Gateway& gateway, const std::optional<Fail
 
 Life::Life(sim::Panel panel, const std::optional<Failure>& planned)
     : failure(planned), gateway(panel), fault(plan(gateway, failure)),
-      process(gateway, PANELD_PROGRAM, PANELD_PRELOADED, sim::ProcessOptions{false, {}}),
+      process(gateway, PANELD_PROGRAM, PANELD_PRELOADED, false),
       stuck(process.settle() == sim::PanelProcess::Wait::Stuck), started(!over()),
       cycle(cycleOf(panel)) {}
 
