@@ -58,8 +58,7 @@ const struct {
     {"fstatat", [](const char* path) { return fstatat(AT_FDCWD, path, &status, 0) == 0; }},
 };
 
-class InterposerTest : public testing::Test {
-  protected:
+struct InterposerTest : testing::Test {
     InterposerTest() { gateway.attach(); }
 
     sim::Gateway gateway;
