@@ -15,6 +15,11 @@ die() {
     exit 1
 }
 
+# Prints the comment at the head of the calling script: its use.
+head_comment() {
+    sed -n '2,/^[^#]/ { s/^# \{0,1\}//p }' "$0"
+}
+
 # Builds and tests use every core, or what CMake's own variable allows them.
 job_count() {
     echo "${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}"
