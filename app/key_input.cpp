@@ -64,7 +64,7 @@ KeyEvent KeyInput::readKey() {
     }
     input_event event{};
     if (read(fd_, &event, sizeof event) != static_cast<ssize_t>(sizeof event) ||
-        event.code != BTN_0) {
+        event.code != buttonCode) {
         return KeyEvent::None;
     }
     switch (event.value) {

@@ -2,14 +2,15 @@
 
 // The front-panel button: press and release events become short and long presses.
 //
-// There is one button on /dev/input/event0, code BTN_0. A press is reported when the
-// button is released, never before, and is timed by the wall clock at the moment its
-// events are read; where the clock cannot be read, the press is a short one. Main thread
-// only. Prints one line when the device cannot be opened.
+// There is one button. A press is reported when it is released, never before, and is timed
+// by the wall clock at the moment its events are read; where the clock cannot be read, the
+// press is a short one. Main thread only. Prints one line when the device cannot be opened.
 
+#include <linux/input-event-codes.h>
 #include <sys/time.h>
 
 inline constexpr const char* buttonPath = "/dev/input/event0";
+inline constexpr int buttonCode = BTN_0;
 
 // What one look at the button gives.
 enum class KeyEvent {

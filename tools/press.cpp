@@ -12,6 +12,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <linux/input.h>
+#include <string>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -35,14 +36,14 @@ constexpr int longestWait = 5000;
 bool hasButton(int fd) {
     unsigned char keys[KEY_CNT / 8] = {};
     return ioctl(fd, EVIOCGBIT(EV_KEY, sizeof keys), keys) == -1 ||
-           (keys[BTN_0 / 8] >> BTN_0 % 8 & 1) != 0;
+           (keys[buttonCode / 8] >> buttonCode % 8 & 1) != 0;
 }
 
 // An event written to the device reaches all who read it.
 bool report(int fd, int value) {
     input_event events[2] = {};
     events[0].type = EV_KEY;
-    events[0].code = BTN_0;
+    events[0].code = buttonCode;
     events[0].value = value;
     events[1].type = EV_SYN;
     events[1].code = SYN_REPORT;
@@ -95,8 +96,9 @@ int ctl::press(const PressOptions& options) {
     const FileDescriptor button(open(buttonPath, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     if (!button.isOpen() || !hasButton(button.get())) {
         complain("no button on %s: %s", buttonPath,
-                 button.isOpen() ? "the device has no key of code 256"
-                                 : systemReason(errno).c_str());
+                 (button.isOpen() ? "the device has no key of code " + std::to_string(buttonCode)
+                                  : systemReason(errno))
+                     .c_str());
         return statusTrouble;
     }
     if (!options.quiet && !openPanel()) {
