@@ -20,6 +20,13 @@ head_comment() {
     sed -n '2,/^[^#]/ { s/^# \{0,1\}//p }' "$0"
 }
 
+# usage_for WORD: ends the script with its use, as an answer to --help or to a word that it lacks.
+usage_for() {
+    [[ $1 != -h && $1 != --help ]] || { head_comment; exit 0; }
+    head_comment >&2
+    exit 2
+}
+
 # Builds and tests use every core, or what CMake's own variable allows them.
 job_count() {
     echo "${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}"
