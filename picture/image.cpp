@@ -87,15 +87,15 @@ std::vector<std::uint8_t> indexColours(const Image& image, std::vector<Rgb>& pal
 
 Image panelImage(const Bitmap& bitmap, int scale) {
     scale = std::clamp(scale, smallestScale, largestScale);
-    const int bezel = bezelDots * scale;
+    const int border = bezelDots * scale;
     Image image;
-    image.width = bitmap.width() * scale + 2 * bezel;
-    image.height = bitmap.height() * scale + 2 * bezel;
+    image.width = bitmap.width() * scale + 2 * border;
+    image.height = bitmap.height() * scale + 2 * border;
     image.pixels.reserve(static_cast<std::size_t>(image.width) *
                          static_cast<std::size_t>(image.height));
     for (int y = 0; y < image.height; ++y) {
         for (int x = 0; x < image.width; ++x) {
-            image.pixels.push_back(colourAt(bitmap, scale, x - bezel, y - bezel));
+            image.pixels.push_back(colourAt(bitmap, scale, x - border, y - border));
         }
     }
     return image;

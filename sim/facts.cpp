@@ -215,7 +215,8 @@ void setCable(Gateway& gateway, const std::string& interfaceName, bool plugged) 
     gateway.editFacts([&](Facts& facts) {
         for (InterfaceEntry& entry : facts.interfaces) {
             if (interfaceName == entry.name) {
-                entry.flags = plugged ? entry.flags | IFF_RUNNING : entry.flags & ~IFF_RUNNING;
+                entry.flags =
+                    plugged ? entry.flags | IFF_RUNNING : entry.flags & ~unsigned{IFF_RUNNING};
             }
         }
     });

@@ -61,7 +61,7 @@ void forEachCharacter(const std::string& bytes, Visit visit) {
         // The line length of one character at most is its size; 0 stands before a line feed
         // or a zero byte.
         const int size = GUI_FontMono6x12.pafEncode->pfGetLineLen(bytes.c_str() + at, 1);
-        const std::size_t length = std::max(1, size);
+        const auto length = static_cast<std::size_t>(std::max(1, size));
         visit(std::string_view(bytes).substr(at, length));
         at += length;
     }

@@ -5,6 +5,7 @@
 #include "tests/support/gateway_test.h"
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <set>
 
@@ -48,7 +49,10 @@ TEST_F(Navigation, RandomChannelMapsAreWalkedUpwardsFromTheSmallestNumber) {
         for (auto count = random() % 6; count > 0; --count) {
             channels.insert(static_cast<std::uint8_t>(random() % (highest + 1)));
         }
-        gateway.writeChannels(std::vector<sim::Channel>(channels.begin(), channels.end()));
+        std::vector<sim::Channel> written;
+        std::ranges::transform(channels, std::back_inserter(written),
+                               [](int number) { return sim::Channel{number}; });
+        gateway.writeChannels(written);
         std::string shown = next(before.id, before.lastSubPage);
         for (const std::uint8_t number : channels) {
             const std::uint8_t smallest = *channels.begin();

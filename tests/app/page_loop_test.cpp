@@ -67,7 +67,7 @@ class PageLoop : public GatewayTest {
 
     // Everything lit, so that any drawing shows.
     void flood() { gateway.fillPicture(0xff); }
-    bool flooded() const { return shown(gateway).litCount() == 128 * 64; }
+    bool flooded() const { return shown(gateway).litCount() == std::size_t{128} * 64; }
 };
 
 TEST_F(PageLoop, EveryPageIsRedrawnWithItsOwnPeriod) {
@@ -75,17 +75,18 @@ TEST_F(PageLoop, EveryPageIsRedrawnWithItsOwnPeriod) {
     constexpr seconds periods[] = {1s, 10s, 10s, 10s, 5s, 1s, 10s, 10s, 10s, 10s, 0s, 20s};
     startUp();
     const StdoutCapture silence;
-    for (std::uint8_t page = 0; page < std::size(periods); ++page) {
+    for (std::uint8_t page = 0; const seconds period : periods) {
         const nanoseconds from = std::chrono::ceil<seconds>(gateway.monotonic());
         runUntil(from);
         show(page);
         for (int round = 1; round <= 2; ++round) {
             flood();
-            runUntil(from + round * (periods[page] == 0s ? 3s : periods[page]));
+            runUntil(from + round * (period == 0s ? 3s : period));
             EXPECT_TRUE(flooded()) << "page " << int{page} << " is drawn too early";
             pageLoopPass();
-            EXPECT_EQ(flooded(), periods[page] == 0s) << "page " << int{page};
+            EXPECT_EQ(flooded(), period == 0s) << "page " << int{page};
         }
+        ++page;
     }
 }
 

@@ -11,6 +11,7 @@
 #include <string>
 
 // libFuzzer's driver itself leaves an object behind when the process has static destructors.
+// NOLINTNEXTLINE(misc-definitions-in-headers): each target has one source
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:fuzzer::FuzzerDriver";
 }

@@ -43,7 +43,7 @@ void drawBitmap(FuzzedDataProvider& input) {
     const int xsize = input.ConsumeIntegralInRange(0, 40);
     const int ysize = input.ConsumeIntegralInRange(0, 24);
     const int bytesPerLine = (xsize * depth + 7) / 8 + input.ConsumeIntegralInRange(0, 2);
-    const auto size = static_cast<std::size_t>(bytesPerLine * ysize);
+    const auto size = std::size_t(bytesPerLine) * std::size_t(ysize);
     std::vector<std::uint8_t> pixels = input.ConsumeBytes<std::uint8_t>(size);
     pixels.resize(size);
     pixels.shrink_to_fit();
@@ -73,17 +73,17 @@ void drawText(FuzzedDataProvider& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider input(data, size);
     LCD_YSIZE = input.ConsumeBool() ? 64 : 32;
-    std::vector<std::uint8_t> memory(LCD_XSIZE / 8U * LCD_YSIZE);
+    std::vector<std::uint8_t> memory(std::size_t{LCD_XSIZE} / 8 * LCD_YSIZE);
     pbMapMem = memory.data();
     ulVideoMemByteSize = static_cast<std::uint32_t>(memory.size());
     GUI_Init();
     const std::uint8_t fill = input.ConsumeBool() ? 0xFF : 0x00;
     std::ranges::fill(memory, fill);
     GUI_RECT& clip = GUI_Context.ClipRect;
-    clip.x0 = input.ConsumeIntegralInRange<std::int16_t>(0, LCD_XSIZE - 1);
-    clip.y0 = input.ConsumeIntegralInRange<std::int16_t>(0, LCD_YSIZE - 1);
-    clip.x1 = input.ConsumeIntegralInRange<std::int16_t>(clip.x0, LCD_XSIZE - 1);
-    clip.y1 = input.ConsumeIntegralInRange<std::int16_t>(clip.y0, LCD_YSIZE - 1);
+    clip.x0 = input.ConsumeIntegralInRange<std::int16_t>(0, std::int16_t(LCD_XSIZE - 1));
+    clip.y0 = input.ConsumeIntegralInRange<std::int16_t>(0, std::int16_t(LCD_YSIZE - 1));
+    clip.x1 = input.ConsumeIntegralInRange<std::int16_t>(clip.x0, std::int16_t(LCD_XSIZE - 1));
+    clip.y1 = input.ConsumeIntegralInRange<std::int16_t>(clip.y0, std::int16_t(LCD_YSIZE - 1));
     constexpr decltype(&drawText) drawers[] = {drawRectangle, drawPolygon, drawBitmap, drawText};
     while (input.remaining_bytes() > 0) {
         const auto mode = input.ConsumeIntegralInRange<std::uint8_t>(0, 7);

@@ -50,7 +50,8 @@ void receiveLog(FuzzedDataProvider& input) {
             continue;
         }
         require(logStore.lines.size() <= LogStore::kept, "at most two lines");
-        require(logStore.lines.front() == text.c_str(), "the newest line stands first");
+        require(logStore.lines.front() == std::string_view(text.c_str()),
+                "the newest line stands first");
         drawSimLogPage(5, 0);
     }
     require(gateway.canaryIntact(), "nothing is written behind the video memory");

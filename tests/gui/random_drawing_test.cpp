@@ -147,7 +147,7 @@ TEST(RandomDrawing, BitmapsEqualTheModel) {
         const int xsize = dice.between(1, 40);
         const int ysize = dice.between(1, 24);
         const int bytesPerLine = (xsize * std::max(depth, 1) + 7) / 8 + dice.between(0, 1);
-        const auto data = dice.bytes(static_cast<std::size_t>(bytesPerLine * ysize), 255);
+        const auto data = dice.bytes(std::size_t(bytesPerLine) * std::size_t(ysize), 255);
         const auto table = dice.bytes(256, 2);
         // The live colour indices serve as the table of 1-bit glyphs.
         const std::uint8_t* const indices = dice.oneIn(3)                 ? nullptr
@@ -165,7 +165,8 @@ TEST(RandomDrawing, BitmapsEqualTheModel) {
         for (int i = 0; isShown && i < xsize * ysize; ++i) {
             const int left = x0 + i % xsize * width;
             const int top = y0 + i / xsize * height;
-            const int value = valueAt(data.data() + i / xsize * bytesPerLine, i % xsize, depth);
+            const int value = valueAt(&data[std::size_t(i / xsize) * std::size_t(bytesPerLine)],
+                                      i % xsize, depth);
             const int pixels = isDrawn(value, depth, isPlain) ? width * height : 0;
             for (int j = 0; j < pixels; ++j) {
                 draw(model, left + j % width, top + j / width,

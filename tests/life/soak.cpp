@@ -2,7 +2,6 @@
 #include "tests/life/life.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -60,11 +59,11 @@ void (*const changes[])(sim::Gateway& gateway, int number) = {
     [](auto& gateway, int number) { gateway.setTfCard(number % 2 == 0); },
     [](auto& gateway, int number) { gateway.setModemPresent(number % 2 == 0); },
     [](auto& gateway, int number) {
-        const char* const maker = std::array{"SIMCOM", "AirM2M", "other"}[number % 3];
-        const char* const card = std::array{"ready", "pin", "absent"}[number / 3 % 3];
+        constexpr const char* makers[] = {"SIMCOM", "AirM2M", "other"};
+        constexpr const char* cards[] = {"ready", "pin", "absent"};
         sim::setModem(gateway, {{"signal", number % 34 - 1},
-                                {"maker", maker},
-                                {"sim", card},
+                                {"maker", makers[number % 3]},
+                                {"sim", cards[number / 3 % 3]},
                                 {"pieces", number % 20}});
     },
     [](auto& gateway, int number) {

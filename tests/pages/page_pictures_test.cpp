@@ -159,7 +159,7 @@ TEST(PageList, KnowsHowOftenEachPageIsRedrawn) {
 
 TEST_F(PageTest, TheRebootPageSaysWhenItsCommandCannotBeRun) {
     gateway.failCall(sim::Call::Popen, ENOMEM);
-    EXPECT_EQ(outputOf([this] { enter(rebootPage); }), "exec reboot error\n");
+    EXPECT_EQ(outputOf([] { enter(rebootPage); }), "exec reboot error\n");
     EXPECT_TRUE(golden::matches(shown(gateway), "64/reboot"));
     EXPECT_EQ(gateway.calls(sim::Call::Pclose), 0U);
 }

@@ -21,7 +21,7 @@ class PageTest : public GatewayTest {
     }
 
     // A drawing after a key, on a blank bordered screen.
-    void enter(std::uint8_t page, std::uint8_t subPage = 0) {
+    static void enter(std::uint8_t page, std::uint8_t subPage = 0) {
         initScreen();
         redraw(page, subPage);
     }
