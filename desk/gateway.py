@@ -99,6 +99,13 @@ class Gateway:
             self.key(BUTTON, 0)
             self.pass_(SHORT_PRESS)
 
+    def sh(self, script: str) -> str:
+        """What it printed; a script that fails is an error."""
+        status, text = self.ask("sh", script)
+        if status:
+            raise GatewayError(f"{script!r} ended with {status}: {text.strip()}")
+        return text
+
     def pass_(self, seconds: float) -> None:
         self.ask("pass", seconds)
 

@@ -86,7 +86,7 @@ class WatchedGateway(desk.Gateway):
     def panelctl(self, *words: str) -> tuple[int, str]:
         """Runs the tool on the gateway: its status, and all that it printed."""
         if not self.simulated:
-            status, text = self.sh(" ".join(("panelctl", *words)))
+            status, text = self.ask("sh", " ".join(("panelctl", *words)))
             return status, text.encode("latin-1").decode()
         sanitizers = os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
         done = subprocess.run([desk.BUILD / "panelctl", *words], stdout=subprocess.PIPE,

@@ -5,6 +5,7 @@ from conftest import REFRESH
 from gateway import ORDINARY, ordinary_file
 
 SYS_XML = "/zelkora/Config/sys.xml"
+EXT4_BLOCK = 4096       # bytes, on the cards of the virtual gateway
 
 
 def test_addresses_change_and_outlive_the_cable(gateway):
@@ -69,11 +70,14 @@ def test_a_card_goes_and_another_comes(gateway):
 @pytest.mark.panels(64)
 @pytest.mark.kernel("the card of the simulated gateway is two figures")
 def test_a_card_with_another_file_system_fills(gateway):
+    gateway.card([128, 96])
     gateway.mount(False)
-    gateway.sh("mkfs.vfat /dev/mmcblk0p1")
+    gateway.sh("mkdosfs /dev/mmcblk0p1")
     gateway.mount(True)
-    gateway.sh("dd if=/dev/zero of=/media/mmcblk0p1/films bs=1M count=64")
-    blocks, free, size = map(int, gateway.sh("stat -f -c '%b %a %S' /media/mmcblk0p1")[1].split())
+    gateway.sh("grep -q ' /media/mmcblk0p1 vfat ' /proc/mounts")
+    gateway.sh("dd if=/dev/zero of=/media/mmcblk0p1/films bs=1M count=8")
+    blocks, free, size = map(int, gateway.sh("stat -f -c '%b %a %S' /media/mmcblk0p1").split())
+    assert size != EXT4_BLOCK
     gateway.go("tf-card")
     gateway.wait_text(*(f"{int((count >> 10) * size / 1024 + 0.5):05d}MB"
                         for count in (blocks, free)), limit=REFRESH)
