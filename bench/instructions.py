@@ -19,7 +19,7 @@ import tempfile
 TOP = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(TOP / "desk"))
 
-from gateway import BUILD, ORDINARY, SIMULATED, Gateway, pages   # noqa: E402
+from gateway import BUILD, ORDINARY, PANELS, SIMULATED, Gateway, pages   # noqa: E402
 
 REDRAWS = 12.5      # seconds in which every page is redrawn, the clock's within a second
 MOST_GROWTH = 1.05
@@ -89,10 +89,10 @@ def costs_of_all_pages() -> Costs:
     symbols = subprocess.run(["nm", "-C", BUILD / "paneld"], check=True, capture_output=True,
                              text=True).stdout
     costs = {}
-    for lines in (64, 32):
+    for lines in PANELS:
         for draw in re.findall(r"\bdraw\w+Page\(.*\)", symbols):
             costs |= costs_of_pages(lines, draw)
-    order = [f"{lines}/{page['name']}" for lines in (64, 32) for page in pages(lines)]
+    order = [f"{lines}/{page['name']}" for lines in PANELS for page in pages(lines)]
     return {name: costs[name] for name in order if name in costs}
 
 

@@ -11,7 +11,7 @@ from collections.abc import Callable
 from operator import methodcaller as call
 
 import picture
-from gateway import LONG_PRESS, ORDINARY, Gateway, GatewayError, as_text, ordinary_file
+from gateway import LONG_PRESS, ORDINARY, PANELS, Gateway, GatewayError, as_text, ordinary_file
 from walk import go_to
 
 PORTS = {"eth1": "Port 1 eth1", "eth0": "Port 2 eth0", "ppp0": "Data ppp0"}
@@ -112,14 +112,14 @@ def save_act(path: str) -> Act:
     return lambda gateway: pathlib.Path(path).write_bytes(picture.png(gateway.picture()))
 
 
-PORT, FILE = "|".join(PORTS), "|".join(FILES)
+PORT, FILE, LINES = "|".join(PORTS), "|".join(FILES), "|".join(map(str, PANELS))
 # Word -> what follows it in words, as a pattern, and the act of the pattern's groups.
 ACTS: dict[str, tuple[str, str, Callable[..., Act]]] = {
     "press": ("[TIMES]", r"(\d*)", lambda times: call("press", int(times or 1))),
     "hold": ("[SECONDS]", r"([\d.]*)", lambda held: call("press", 1, float(held or LONG_PRESS))),
     "page": ("NAME, or its beginning", r"(\S+)", lambda name: lambda gateway: go_to(gateway, name)),
     "wait": ("SECONDS", r"([\d.]+)", lambda seconds: call("pass_", float(seconds))),
-    "panel": ("64|32", "(64|32)", lambda lines: call("panel", int(lines))),
+    "panel": (LINES, f"({LINES})", lambda lines: call("panel", int(lines))),
     "cable": (f"{PORT} in|out", f"({PORT}) (in|out)",
               lambda name, state: call("cable", name, state == "in")),
     "card": ("in TOTAL FREE, or out", r"in (\d+) (\d+)|out",

@@ -9,7 +9,7 @@ from collections.abc import Callable
 
 from acts import act_of, clock_text, note_of
 from facts import Facts, Row
-from gateway import BUTTON, LONG_PRESS, SHORT_PRESS, Gateway, GatewayError
+from gateway import BUTTON, LONG_PRESS, PANELS, SHORT_PRESS, Gateway, GatewayError
 from picture import WIDTH
 from view import FRONT_HELP, View
 from walk import page_shown
@@ -239,7 +239,8 @@ class Front:
         changes = facts.keys()
         begun = {"a": f"address {facts.proposed_address()}", "l": "log ", "f": "file ",
                  "j": "page ", ":": ""}
-        acts = {"s": f"panel {32 if facts.lines == 64 else 64}", "r": "restart"}
+        next_panel = PANELS[(PANELS.index(facts.lines) + 1) % len(PANELS)]
+        acts = {"s": f"panel {next_panel}", "r": "restart"}
         if key == " ":
             desk.press()
         elif key == "h":

@@ -15,6 +15,7 @@ VIRTUAL = [str(TOP / "vm/gateway")]
 
 PAGES = json.loads((TOP / "desk/pages.json").read_text())
 ORDINARY = json.loads((TOP / "desk/ordinary.json").read_text())
+PANELS = [int(lines) for lines in PAGES[0]["texts"]]     # the first page is on all of them
 
 BUTTON = 256
 SHORT_PRESS = 0.1       # seconds
@@ -23,7 +24,7 @@ LONG_PRESS = 10.5
 
 def pages(lines: int) -> list[dict]:
     """The pages of a panel in the order of short presses, the reboot page last."""
-    return [page for page in PAGES if lines in page["panels"]]
+    return [page for page in PAGES if str(lines) in page["texts"]]
 
 
 def ordinary_file(path: str) -> str:

@@ -19,14 +19,14 @@ SMALLEST = (80, 24)
 
 LIVE_CELLS = ("half", "quadrants", "braille")       # the largest first
 
-KEY_HINTS = [("spc", "press"), ("h", "hold"), ("s", "64/32"), ("1 2 3", "ports"),
+KEY_HINTS = [("spc", "press"), ("h", "hold"), ("s", "panel"), ("1 2 3", "ports"),
              ("a x X", "address"), ("i p", "SIM"), ("g", "register"), ("+ -", "signal"),
              ("n", "network"), ("m o", "modem"), ("k", "kind"), ("t T", "card"), ("f", "files"),
              ("l", "log"), ("c C", "clock"), ("j", "page"), ("?", "help"), ("q", "quit")]
 
 # Keys that are not in the table of facts.
 FRONT_HELP = [("spc", "short press (or Enter)"), ("h", "hold for ten seconds, or let go"),
-              ("s", "64-line or 32-line panel"), ("r", "start paneld again"),
+              ("s", "the next kind of panel"), ("r", "start paneld again"),
               ("a", "change an address"), ("f", "rewrite, break, delete a file"),
               ("l", "send a line to the log"), ("j", "straight to a page"),
               (":", "any act of a play"), ("q", "quit")]

@@ -87,5 +87,6 @@ def checked(page: dict, rows: list[str]) -> list[str]:
     shown = page_shown(rows)
     if shown != page:
         raise GatewayError(f"{page['title']}: the panel shows "
-                           + (shown["title"] if shown else "no page of the list"))
+                           + (shown["title"] if shown else
+                              f"no page whose {len(rows)}-line texts desk/pages.json has"))
     return rows

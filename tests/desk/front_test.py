@@ -18,7 +18,7 @@ import view
 from acts import act_of
 from facts import Facts
 from front import FACT_ROWS
-from gateway import SIMULATED, Gateway, pages
+from gateway import PANELS, SIMULATED, Gateway, pages
 from picture import CELLS, cells
 
 DESK = TOP / "desk/desk"
@@ -81,7 +81,7 @@ def told() -> dict[str, str]:
     (100, 30, "braille", signal.SIGTERM), (120, 40, "quadrants", signal.SIGHUP),
     (150, 50, "half", "q"), (200, 60, "half", signal.SIGINT)])
 def test_everything_has_its_place_until_the_terminal_is_given_back(told, columns, rows, cells, end):
-    for lines in (64, 32):
+    for lines in PANELS:
         layout = view.choose_layout(columns, rows, lines, FACT_ROWS, None)
         areas = [layout.panel, layout.facts, layout.remarks, layout.keys]
         places = [(x, y) for left, top, wide, high in areas
@@ -121,14 +121,14 @@ def test_keys_press_the_button_and_change_the_facts(told):
 
 def test_draws_the_panel_with_the_characters_of_panelctl():
     session = (TOP / "tests/golden/tools/shot.txt").read_text()
-    for lines, kind in product((64, 32), CELLS):
+    for lines, kind in product(PANELS, CELLS):
         rows = cells(golden(lines, "ethernet1-address").split(), kind)
         assert "\n".join(rows) in session
 
 
 def test_prints_every_page_and_fails_on_one_that_is_not_as_it_should_be():
     printed = run()
-    listed = len(pages(64)) + len(pages(32))
+    listed = sum(len(pages(lines)) for lines in PANELS)
     assert (printed.returncode, printed.stdout.count("-line panel: ")) == (0, listed)
     assert run("--paneld", "/bin/true").returncode == 1
     assert run("--cells", "none").returncode == 2

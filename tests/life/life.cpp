@@ -24,9 +24,7 @@ std::vector<Page> cycleOf(const sim::Panel& panel) {
     const std::string folder = "tests/golden/" + std::to_string(panel.height) + "/";
     std::vector<Page> cycle;
     for (const json& page : sim::deskFile("pages.json")) {
-        const auto panels = page["panels"].get<std::vector<std::uint32_t>>();
-        if (std::count(panels.begin(), panels.end(), panel.height) == 0 ||
-            page["reach"] == "hold") {
+        if (!page["texts"].contains(std::to_string(panel.height)) || page["reach"] == "hold") {
             continue;
         }
         if (page["reach"] == "redraw") { // takes the place of what was there first

@@ -104,9 +104,9 @@ std::vector<PageCase> allPages() {
     std::vector<PageCase> cases = awkwardPages();
     const Facts ordinaryLog = logLines(sim::deskFile("ordinary.json")["log"]);
     for (const nlohmann::json& page : sim::deskFile("pages.json")) {
-        for (const int lines : page["panels"]) {
-            cases.push_back({std::to_string(lines) + "/" + std::string(page["name"]), page["page"],
-                             page["subPage"], page["page"] == simLogPage ? ordinaryLog : nullptr});
+        for (const auto& [lines, texts] : page["texts"].items()) {
+            cases.push_back({lines + "/" + std::string(page["name"]), page["page"], page["subPage"],
+                             page["page"] == simLogPage ? ordinaryLog : nullptr});
         }
     }
     return cases;

@@ -1,7 +1,7 @@
 """What the scenarios share: a gateway that is looked at. A scenario gets one with the ordinary
 facts and the clock page shown, and presses, changes and looks; time passes by `pass_` alone. Marks:
 
-panels(64)          it is for that panel; else it is played on both
+panels(64)          it is for that panel; else it is played on all
 kernel(reason)      on virtual gateways only; simulated(reason): on the simulated one only
 everywhere          on a virtual gateway of each processor and panel; else on the first of them
 live                the simulated one runs on real time, as other programs on it need
@@ -109,7 +109,7 @@ def pytest_configure(config) -> None:
 
 def pytest_generate_tests(metafunc) -> None:
     marks = {mark.name: mark.args for mark in metafunc.definition.iter_markers()}
-    panels = marks.get("panels", (64, 32))
+    panels = marks.get("panels", desk.PANELS)
     chosen = metafunc.config.getoption("--virtual")
     places = (chosen or "simulated").split(",")
     kinds = [(place, lines) for place in places for lines in panels
