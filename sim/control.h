@@ -153,6 +153,7 @@ struct Panel {
     std::uint32_t width;
     std::uint32_t height;
     std::uint32_t bitsPerPixel;
+    Path backlight = Path::BacklightSt7565;
 };
 
 // Everything guarded by `ControlBlock::factsLock`.

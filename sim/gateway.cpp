@@ -83,16 +83,23 @@ std::string contentsOf(const std::string& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-Path fittedBacklight(const Panel& panel) {
-    return panel.height == panel64.height ? Path::BacklightSsd1306 : Path::BacklightSt7565;
-}
-
 struct LogMessage {
     long type;
     std::array<char, 256> text;
 };
 
 } // namespace
+
+Panel panelOf(int lines) {
+    const auto* panel =
+        std::find_if(std::begin(panels), std::end(panels), [lines](const Panel& row) {
+            return row.height == static_cast<std::uint32_t>(lines);
+        });
+    if (panel == std::end(panels)) {
+        throw std::invalid_argument("no panel of " + std::to_string(lines) + " lines");
+    }
+    return *panel;
+}
 
 Gateway::Gateway(Panel panel) : lastStamp_(firstStamp) {
     const char* temporary = std::getenv("TMPDIR");
@@ -191,10 +198,10 @@ void Gateway::pass(std::chrono::nanoseconds duration) {
 void Gateway::setPanel(Panel panel) {
     editFacts([panel](Facts& facts) { facts.panel = panel; });
     writeFile(framebuffer, std::string(videoBytes(panel), '\0') + canary(panel));
-    for (const Path file : {Path::BacklightSsd1306, Path::BacklightSt7565}) {
-        removeFile(pathOf(file));
+    for (const Panel& other : panels) {
+        removeFile(pathOf(other.backlight));
     }
-    writeFile(pathOf(fittedBacklight(panel)), bootBrightness);
+    writeFile(pathOf(panel.backlight), bootBrightness);
 }
 
 std::vector<std::uint8_t> Gateway::picture() const {
@@ -214,7 +221,7 @@ bool Gateway::canaryIntact() const {
 // --- Backlight ---
 
 std::optional<std::string> Gateway::brightness() const {
-    return brightness(fittedBacklight(panel()));
+    return brightness(panel().backlight);
 }
 
 std::optional<std::string> Gateway::brightness(Path file) const {

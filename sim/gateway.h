@@ -22,8 +22,12 @@
 
 namespace sim {
 
-inline constexpr Panel panel64{128, 64, 1};
-inline constexpr Panel panel32{128, 32, 1};
+inline constexpr Panel panels[] = {
+    {128, 64, 1, Path::BacklightSsd1306},
+    {128, 32, 1, Path::BacklightSt7565},
+};
+// Throws std::invalid_argument when none has so many lines.
+Panel panelOf(int lines);
 
 // Settings of one serial channel as the template gives them.
 struct Channel {
@@ -49,7 +53,7 @@ class Gateway {
   public:
     // Makes the sandbox with a virtual clock, the panel given with its backlight file, the button
     // and the facts of desk/ordinary.json.
-    explicit Gateway(Panel panel = panel64);
+    explicit Gateway(Panel panel = panelOf(64));
     ~Gateway();
     Gateway(const Gateway&) = delete;
     Gateway& operator=(const Gateway&) = delete;

@@ -57,7 +57,7 @@ Arguments argumentsOf(std::span<char*> texts) {
         } else if (word == "--paneld" && followed) {
             arguments.paneld = texts[++i];
         } else {
-            throw std::invalid_argument("expected --panel 64|32, --live or --paneld FILE, not " +
+            throw std::invalid_argument("expected --panel LINES, --live or --paneld FILE, not " +
                                         word);
         }
     }
@@ -96,13 +96,6 @@ const std::string& checkedPath(const std::string& path) {
         throw std::invalid_argument("not a path from the root: " + path);
     }
     return path;
-}
-
-Panel panelOf(int lines) {
-    if (lines != 64 && lines != 32) {
-        throw std::invalid_argument("no panel of " + std::to_string(lines) + " lines");
-    }
-    return lines == 64 ? panel64 : panel32;
 }
 
 // --- The gateway ---

@@ -11,7 +11,7 @@ using sim::Path;
 // The number of lines of the fitted panel.
 class Screen : public GatewayTest, public testing::WithParamInterface<int> {
   protected:
-    Screen() : GatewayTest(GetParam() == 64 ? sim::panel64 : sim::panel32) {}
+    Screen() : GatewayTest(sim::panelOf(GetParam())) {}
 };
 
 TEST_P(Screen, TheBacklightLevelGoesToTheFileOfTheFittedPanel) {

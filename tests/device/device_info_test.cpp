@@ -14,14 +14,14 @@ namespace {
 class DeviceInfoTest : public GatewayTest {};
 
 TEST_F(DeviceInfoTest, AnyOtherHeightThan64LinesIsTheSmallPanel) {
-    gateway.setPanel({128, 48, 1});
+    gateway.setPanel({128, 40, 1});
     EXPECT_EQ(DeviceInfo::instance()->isSmallPanel(), 1);
-    gateway.setPanel(sim::panel64);
+    gateway.setPanel(sim::panelOf(64));
     EXPECT_EQ(DeviceInfo::instance()->isSmallPanel(), 1); // decided once
 }
 
 TEST_F(DeviceInfoTest, UnknownHeightCountsAsTheLargePanel) {
-    gateway.setPanel(sim::panel32);
+    gateway.setPanel(sim::panelOf(32));
     gateway.failCall(sim::Call::Ioctl, EINVAL, 1, false, sim::Path::Framebuffer);
     EXPECT_EQ(outputOf([] { DeviceInfo::instance(); }),
               "Error: Don't Read Out Var Screen Information.\n");

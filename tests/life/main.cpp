@@ -23,8 +23,7 @@ bool live(const std::vector<std::string>& words) {
     }
     const std::map<std::string, Extent> extents = {
         {"walk", Extent::None}, {"sweep", options["--full"] != 0 ? Extent::Full : Extent::Chosen}};
-    const std::map<double, sim::Panel> panels = {{64, sim::panel64}, {32, sim::panel32}};
-    return sweep(panels.at(options["--panel"]), extents.at(words[1]));
+    return sweep(sim::panelOf(static_cast<int>(options["--panel"])), extents.at(words[1]));
 }
 
 } // namespace
@@ -35,7 +34,7 @@ int main(int count, char** words) {
     try {
         return live({words, words + count}) ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (const std::logic_error&) {
-        std::fputs("usage: life walk|sweep|soak [--panel 64|32] [--full, of a sweep] "
+        std::fputs("usage: life walk|sweep|soak [--panel LINES] [--full, of a sweep] "
                    "[--days N --events N --seed N, of a soak]\n",
                    stderr);
         return 2;

@@ -84,7 +84,7 @@ struct Soak {
     void look(std::uint64_t events);
     void countAllocations();
 
-    Life life{sim::panel64};
+    Life life{sim::panelOf(64)};
     std::mt19937 random;
     bool sound = true;
     long warmMemory = 0;

@@ -109,7 +109,7 @@ bool goThroughTheDay(Life& life) {
     life.pass(61s);
     life.press();
     const bool rebooted = gateway.popenCount() > 0;
-    if (gateway.panel().height == sim::panel64.height) {
+    if (gateway.panel().height == 64) {
         life.press(10'500ms);
         life.pass(21s);
         life.pass(61s); // off the reboot page by the idle rule

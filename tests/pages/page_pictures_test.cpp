@@ -80,7 +80,7 @@ std::vector<PageCase> awkwardPages() {
         {"64/sim-log-gb2312", simLogPage, 0, logLines({connected, "dial *99# (2, \xC8\xFD) ?"})},
         {"64/sim-log-empty-line", simLogPage, 0, logLines({"link up", ""})},
     };
-    const PageCase onBothPanels[] = {
+    const PageCase onEveryPanel[] = {
         {"ethernet1-address-none", ethernetPage1, 0, after(&Gateway::removeInterface, "eth1")},
         {"gateway-widest", gatewayPage, 0, after(&Gateway::writeSysXml, "255.255.255.2550", "0")},
         {"version-longest", versionPage, 0,
@@ -91,10 +91,10 @@ std::vector<PageCase> awkwardPages() {
         {"channel-no-parity", channelPage, 2, channel({2, 9600, 8, "", 1})},
         {"channel-gone", channelPage, 3},
     };
-    for (const PageCase& awkward : onBothPanels) {
-        for (const char* folder : {"64/", "32/"}) {
+    for (const PageCase& awkward : onEveryPanel) {
+        for (const sim::Panel& panel : sim::panels) {
             cases.push_back(awkward);
-            cases.back().golden.insert(0, folder);
+            cases.back().golden.insert(0, std::to_string(panel.height) + "/");
         }
     }
     return cases;
@@ -114,7 +114,7 @@ std::vector<PageCase> allPages() {
 
 class PagePictures : public PageTest, public testing::WithParamInterface<PageCase> {
   protected:
-    PagePictures() : PageTest(GetParam().golden.starts_with("64/") ? sim::panel64 : sim::panel32) {}
+    PagePictures() : PageTest(sim::panelOf(std::stoi(GetParam().golden))) {}
 };
 
 TEST_P(PagePictures, MatchAndStayUnderATimerRedraw) {

@@ -11,7 +11,7 @@
 
 class PageTest : public GatewayTest {
   protected:
-    explicit PageTest(sim::Panel panel = sim::panel64) : GatewayTest(panel) {
+    explicit PageTest(sim::Panel panel = sim::panelOf(64)) : GatewayTest(panel) {
         pthread_mutex_init(&logStore.logMutex, nullptr);
     }
 

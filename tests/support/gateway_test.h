@@ -11,7 +11,7 @@
 
 class GatewayTest : public testing::Test {
   protected:
-    explicit GatewayTest(sim::Panel panel = sim::panel64) : gateway(panel) { gateway.attach(); }
+    explicit GatewayTest(sim::Panel panel = sim::panelOf(64)) : gateway(panel) { gateway.attach(); }
 
     // Lets `action` run and gives the virtual time that it took.
     template <class Action>
