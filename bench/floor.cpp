@@ -2,6 +2,8 @@
 // Maps the framebuffer, writes one byte, polls an input device and reads the clock every 50 ms on
 // the main thread, and asks the message queue every 500 ms on a second one.
 
+#include "app/key_input.h"
+
 #include <ctime>
 #include <fcntl.h>
 #include <libxml/parser.h>
@@ -40,7 +42,7 @@ int main() {
     }
     // The library is there, as it is in the daemon, and has read one file.
     xmlFreeDoc(xmlReadFile("/zelkora/Config/sys.xml", "UTF-8", XML_PARSE_NOBLANKS));
-    const int button = open("/dev/input/event0", O_RDWR | O_NONBLOCK);
+    const int button = open(buttonPath, O_RDWR | O_NONBLOCK);
     for (;;) {
         input_event event{};
         timespec now{};

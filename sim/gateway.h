@@ -5,6 +5,7 @@
 // so any number of them live side by side; all is removed with it. A harness uses one gateway from
 // one thread. Setting up fails loudly: what cannot be made throws std::system_error.
 
+#include "app/key_input.h"
 #include "sim/places.h"
 
 #include <algorithm>
@@ -13,7 +14,6 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
-#include <linux/input-event-codes.h>
 #include <optional>
 #include <span>
 #include <string>
@@ -107,8 +107,8 @@ class Gateway {
     // --- Button ---
 
     // A press or release of the button with the synchronisation event that follows it.
-    void press() { reportKey(BTN_0, 1); }
-    void release() { reportKey(BTN_0, 0); }
+    void press() { reportKey(buttonCode, 1); }
+    void release() { reportKey(buttonCode, 0); }
     // What the driver reports of a key. The kernel's input layer passes on changes between 0 (up)
     // and anything else (down), and every 2, which is a repetition; other reports give no event.
     void reportKey(std::uint16_t code, std::int32_t value);

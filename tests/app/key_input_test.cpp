@@ -43,37 +43,38 @@ class Button : public GatewayTest {
 };
 
 TEST_F(Button, IsLongFromTenSecondsAfterItsLastPressOnWhateverElseComes) {
-    expectKeys({{BTN_0, 0, 9s, ShortPress}, // without a press: since construction
-                {BTN_0, 0, 10s, LongPress},
-                {BTN_0, 1, 15s},
-                {BTN_0, 1, 20'999'999us}, // the microseconds borrow a second
-                {BTN_0, 0, 30'999'998us, ShortPress},
-                {BTN_0, 1, 40'999'999us},
-                {BTN_0, 2, 45s},
+    expectKeys({{buttonCode, 0, 9s, ShortPress}, // without a press: since construction
+                {buttonCode, 0, 10s, LongPress},
+                {buttonCode, 1, 15s},
+                {buttonCode, 1, 20'999'999us}, // the microseconds borrow a second
+                {buttonCode, 0, 30'999'998us, ShortPress},
+                {buttonCode, 1, 40'999'999us},
+                {buttonCode, 2, 45s},
                 {BTN_1, 1, 48s},
                 {KEY_ESC, 0, 50s},
-                {BTN_0, 0, 51s, LongPress}});
+                {buttonCode, 0, 51s, LongPress}});
 }
 
 TEST_F(Button, KeepsTheDurationBeforeWhenTheClockIsSetBack) {
-    expectKeys({{BTN_0, 1, 30s},
-                {BTN_0, 0, 1s, ShortPress}, // the first: none before
-                {BTN_0, 1, 2s},
-                {BTN_0, 0, 12s, LongPress},
-                {BTN_0, 1, 20'500ms},
-                {BTN_0, 0, 19'999'999us, LongPress},
-                {BTN_0, 0, 20'499'999us, LongPress},
-                {BTN_0, 0, 20'500ms, ShortPress}});
+    expectKeys({{buttonCode, 1, 30s},
+                {buttonCode, 0, 1s, ShortPress}, // the first: none before
+                {buttonCode, 1, 2s},
+                {buttonCode, 0, 12s, LongPress},
+                {buttonCode, 1, 20'500ms},
+                {buttonCode, 0, 19'999'999us, LongPress},
+                {buttonCode, 0, 20'499'999us, LongPress},
+                {buttonCode, 0, 20'500ms, ShortPress}});
 }
 
 TEST_F(Button, APressThatTheClockDoesNotTimeIsShort) {
     for (const std::uint32_t failing : {1U, 3U}) { // of the press, which asks twice; of the release
-        expectKeys({{BTN_0, 1, 0s}, {BTN_0, 0, 11s, LongPress}}); // what a press before it left
+        expectKeys(
+            {{buttonCode, 1, 0s}, {buttonCode, 0, 11s, LongPress}}); // what a press before it left
         gateway.failCall(sim::Call::GetTimeOfDay, EINVAL, failing);
-        expectKeys({{BTN_0, 1, 30s},
-                    {BTN_0, 0, 45s, ShortPress}, // set back: as the one before
-                    {BTN_0, 1, 60s},
-                    {BTN_0, 0, 59s, ShortPress}});
+        expectKeys({{buttonCode, 1, 30s},
+                    {buttonCode, 0, 45s, ShortPress}, // set back: as the one before
+                    {buttonCode, 1, 60s},
+                    {buttonCode, 0, 59s, ShortPress}});
         gateway.clearFaults();
     }
 }
@@ -83,10 +84,12 @@ TEST_F(Button, APieceOfAnEventIsNoKey) {
     EXPECT_EQ(gateway.lastOpenFlags(sim::Path::Button) & (O_ACCMODE | O_NONBLOCK),
               O_RDWR | O_NONBLOCK);
     // All but the last byte of a release.
-    gateway.sendEventBytes(std::string(sizeof(input_event) - 6, '\0') +
-                           std::string("\0\1\0\0\0", 5));
+    input_event event{};
+    event.type = EV_KEY;
+    event.code = buttonCode;
+    gateway.sendEventBytes({reinterpret_cast<const char*>(&event), sizeof event - 1});
     EXPECT_EQ(button->readKey(), None);
-    gateway.sendEvent(EV_KEY, BTN_0, 0);
+    gateway.sendEvent(EV_KEY, buttonCode, 0);
     EXPECT_EQ(button->readKey(), ShortPress);
 }
 
@@ -94,7 +97,7 @@ TEST_F(Button, AMissingDeviceIsReportedOnceAndNeverOpenedAgain) {
     gateway.setButtonPresent(false);
     EXPECT_EQ(timeOf(KeyInput::instance), 100ms);
     gateway.setButtonPresent(true);
-    gateway.sendEvent(EV_KEY, BTN_0, 0);
+    gateway.sendEvent(EV_KEY, buttonCode, 0);
     EXPECT_EQ(KeyInput::instance()->readKey(), None);
     EXPECT_EQ(gateway.calls(sim::Call::Open, sim::Path::Button), 1U);
 }

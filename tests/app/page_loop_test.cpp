@@ -53,7 +53,7 @@ class PageLoop : public GatewayTest {
 
     // A release without a press, handled in one pass.
     void tap() {
-        gateway.sendEvent(EV_KEY, BTN_0, 0);
+        gateway.sendEvent(EV_KEY, buttonCode, 0);
         pageLoopPass();
     }
 

@@ -106,7 +106,7 @@ def test_panelctl_presses_and_shows_what_comes(gateway):
     if gateway.simulated:
         gateway.remove("/dev/input/event0")
         status, said = gateway.panelctl("press")
-        assert status == 1 and "no button on /dev/input/event0" in said
+        assert status == 1 and "no button on /dev/" in said
     else:
         assert gateway.panelctl("press --hold 10 --reboot >/dev/null 2>&1 &") == (0, "")
         gateway.reset(60)

@@ -91,7 +91,7 @@ TEST(UnattachedInterposerTest, NothingReachesTheRealMachine) {
         EXPECT_FALSE(reach.find(sysXml)) << reach.name;
         EXPECT_EQ(errno, ENOENT) << reach.name;
     }
-    for (const char* device : {"/dev/fb0", "/dev/input/event0", "/dev/mux3"}) {
+    for (const char* device : {"/dev/fb0", buttonPath, "/dev/mux3"}) {
         EXPECT_EQ(open(device, O_RDWR), -1) << device;
     }
     struct statfs figures {};
@@ -124,7 +124,7 @@ TEST_F(InterposerTest, APathThatTheTableLacksIsRefusedAloudHoweverItIsWritten) {
 }
 
 TEST_F(InterposerTest, TheButtonsDevicePassesOnWhatTheKernelDoes) {
-    const int descriptor = open("/dev/input/event0", O_RDWR | O_NONBLOCK);
+    const int descriptor = open(buttonPath, O_RDWR | O_NONBLOCK);
     // The values of the key that wait, '.' for a synchronisation, '!' for events that were lost.
     const auto waiting = [descriptor] {
         std::string text;
@@ -138,7 +138,7 @@ TEST_F(InterposerTest, TheButtonsDevicePassesOnWhatTheKernelDoes) {
     };
     // Only what changes the key, and every repetition.
     for (const int value : {0, 1, 1, 0, 0, 2, 1, 2, 0, 3, -1, 0}) {
-        gateway.reportKey(256, value);
+        gateway.reportKey(buttonCode, value);
     }
     EXPECT_EQ(waiting(), "1.0.2.1.2.0.3.0.");
     // A press and its release are four events. The 64th drives out all before it.
