@@ -22,11 +22,7 @@
 
 namespace sim {
 
-inline constexpr Panel panels[] = {
-    {128, 64, 1, Path::BacklightSsd1306},
-    {128, 32, 1, Path::BacklightSt7565},
-};
-// Throws std::invalid_argument when none has so many lines.
+// The one of `panels`; throws std::invalid_argument when none has so many lines.
 Panel panelOf(int lines);
 
 // Settings of one serial channel as the template gives them.

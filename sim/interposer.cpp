@@ -260,7 +260,7 @@ bool passesOn(Call call, int descriptor) {
 // --- Files ---
 
 bool isBacklight(Path path) {
-    return path == Path::BacklightSsd1306 || path == Path::BacklightSt7565;
+    return std::ranges::find(panels, path, &Panel::backlight) != std::end(panels);
 }
 
 // As the kernel takes a text written into a brightness file: a number in the base that its

@@ -46,6 +46,12 @@ inline constexpr Place places[] = {
     {"/sys/fs/selinux", Path::None}, // looked for by what lists files
 };
 
+// What can be fitted.
+inline constexpr Panel panels[] = {
+    {128, 64, 1, Path::BacklightSsd1306},
+    {128, 32, 1, Path::BacklightSt7565},
+};
+
 inline constexpr std::string_view guardedFolders[] = {"/dev", "/sys", "/media", "/zelkora",
                                                       "/etc/localtime"};
 
