@@ -121,7 +121,7 @@ def test_keys_press_the_button_and_change_the_facts(told):
 
 def test_draws_the_panel_with_the_characters_of_panelctl():
     session = (TOP / "tests/golden/tools/shot.txt").read_text()
-    for lines, kind in product(PANELS, CELLS):
+    for lines, kind in product((64, 32), CELLS):  # the panels of the session
         rows = cells(golden(lines, "ethernet1-address").split(), kind)
         assert "\n".join(rows) in session
 
