@@ -2,14 +2,13 @@
 #include "gui/pixel_writes.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <utility>
 
 std::uint8_t LCD__aConvTable[256];
 
 namespace {
-
-constexpr int bitsPerByte = 8;
 
 // How a bitmap's pixels become pixel indices: its depth, its rows and its translation table.
 struct Source {
@@ -20,10 +19,10 @@ struct Source {
 
     // Value of the pixel at a place of the current row, the leftmost in the highest bits.
     unsigned value(int place) const {
-        const int perByte = bitsPerByte / depth;
+        const int perByte = CHAR_BIT / depth;
         const unsigned byte = data[place / perByte];
         const unsigned aligned = (byte << (place % perByte * depth)) & 0xFF;
-        return aligned >> (bitsPerByte - depth);
+        return aligned >> (CHAR_BIT - depth);
     }
 
     std::uint8_t index(unsigned value) const {
@@ -83,7 +82,7 @@ void LCD_DriverDrawBitmap(int x0, int y0, int xsize, int ysize, int bitsPerPixel
         return;
     }
     const int mode = GUI_Context.DrawMode & (GUI_DM_XOR | GUI_DM_TRANS);
-    const int place = bitsPerPixel == bitsPerByte ? 0 : xOffset;
+    const int place = bitsPerPixel == CHAR_BIT ? 0 : xOffset;
     const Extent to{x0 + place, y0, xsize, ysize, place};
     const Source source{data, bytesPerLine, bitsPerPixel, table};
     if (isCell(to, mode, source)) {
@@ -114,7 +113,7 @@ bool blocksIntersect(std::int64_t low, std::int64_t high, int clipLow, int clipH
     // At the left whole bytes are passed over; the pixels to skip in the next one are the offset.
     int xOffset = 0;
     if (left > x0) {
-        const int perByte = bitsPerByte / source.depth;
+        const int perByte = CHAR_BIT / source.depth;
         const std::int64_t hidden = left - x0;
         source.data += hidden / perByte;
         xOffset = static_cast<int>(hidden % perByte);
@@ -159,7 +158,7 @@ void drawMagnified(int x0, int y0, int xsize, int ysize, int xMag, int yMag, Sou
 
 void LCD_DrawBitmap(int x0, int y0, int xsize, int ysize, int xMag, int yMag, int bitsPerPixel,
                     int bytesPerLine, const std::uint8_t* data, const std::uint8_t* table) {
-    if (bitsPerPixel < 1 || bitsPerPixel > bitsPerByte) {
+    if (bitsPerPixel < 1 || bitsPerPixel > CHAR_BIT) {
         return;
     }
     const Source source{data, bytesPerLine, bitsPerPixel, table};

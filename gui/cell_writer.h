@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 
@@ -41,7 +42,6 @@ using CellColumnWriter = void (*)(const CellColumn&);
 extern const std::array<std::array<CellColumnWriter, 8>, 8> cellColumnWriters;
 
 inline void writeCell(const Cell& cell) {
-    constexpr unsigned bitsPerByte = 8;
     CellColumn column{.to = nullptr,
                       .stride = static_cast<std::ptrdiff_t>(bytesPerRow()),
                       .from = nullptr,
@@ -54,11 +54,11 @@ inline void writeCell(const Cell& cell) {
     auto place = static_cast<unsigned>(cell.xOffset);
     const unsigned end = place + static_cast<unsigned>(cell.xsize);
     while (place < end) {
-        column.to = row + x / bitsPerByte;
-        column.from = cell.data + place / bitsPerByte;
-        column.shift = place % bitsPerByte;
-        const unsigned count = std::min(bitsPerByte - column.shift, end - place);
-        cellColumnWriters[x % bitsPerByte][count - 1](column);
+        column.to = row + x / CHAR_BIT;
+        column.from = cell.data + place / CHAR_BIT;
+        column.shift = place % CHAR_BIT;
+        const unsigned count = std::min(CHAR_BIT - column.shift, end - place);
+        cellColumnWriters[x % CHAR_BIT][count - 1](column);
         x += count;
         place += count;
     }

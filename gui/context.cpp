@@ -12,8 +12,6 @@ constexpr std::uint32_t black = 0x000000;
 constexpr std::uint32_t white = 0xFFFFFF;
 // No caller passes it, so that the first setting of each colour takes effect.
 constexpr std::uint32_t noColor = 0x0FFFFFFF;
-// Behind the right and lower edge of any panel.
-constexpr int farEdge = 4095;
 
 constexpr std::size_t background = 0; // entries of aColorIndex
 constexpr std::size_t foreground = 1;

@@ -102,7 +102,6 @@ void GUI_ClearRect(int x0, int y0, int x1, int y1) {
 }
 
 void GUI_Clear() {
-    constexpr int farEdge = 4095; // outside any panel
     GUI_Lock();
     GUI_GotoXY(0, 0);
     GUI_ClearRect(-farEdge, -farEdge, farEdge, farEdge);

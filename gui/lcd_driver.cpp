@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <fcntl.h>
@@ -22,7 +23,6 @@ std::uint32_t ulVideoMemByteSize = 0;
 namespace {
 
 constexpr const char* framebufferDevice = "/dev/fb0";
-constexpr int bitsPerByte = 8;
 
 bool isOpenAttempted = false;
 
@@ -33,11 +33,11 @@ void closeFramebuffer() {
 
 // Offset of the byte that holds the pixel. Wide enough for any coordinates.
 std::int64_t byteOffset(int x, int y) {
-    return x / bitsPerByte + std::int64_t{LCD_XSIZE} * y / bitsPerByte;
+    return x / CHAR_BIT + std::int64_t{LCD_XSIZE} * y / CHAR_BIT;
 }
 
 bool isBehindScreen(std::int64_t offset) {
-    return offset >= (LCD_XSIZE * LCD_YSIZE) / bitsPerByte;
+    return offset >= (LCD_XSIZE * LCD_YSIZE) / CHAR_BIT;
 }
 
 // The byte that holds the pixel; null for a negative coordinate and where nothing is mapped.
@@ -49,7 +49,7 @@ std::uint8_t* mappedByte(int x, int y, std::int64_t offset) {
 }
 
 std::uint8_t bitOfPixel(int x) {
-    return static_cast<std::uint8_t>(1U << (x % bitsPerByte));
+    return static_cast<std::uint8_t>(1U << (x % CHAR_BIT));
 }
 
 // Highest pixel index of the panel's depth, as far as an int holds it.
@@ -99,7 +99,7 @@ void LCD_DriverOpen() {
 
 void LCD_DriverInitLUT() {
     // A panel of more than 8 bits per pixel holds colours, not indices into a palette.
-    if (LCD_BITSPERPIXEL > bitsPerByte) {
+    if (LCD_BITSPERPIXEL > CHAR_BIT) {
         return;
     }
     for (int index = 0; index <= highestIndex(); ++index) {

@@ -12,6 +12,9 @@
 
 #include <cstdint>
 
+// Behind the right and lower edge of any panel, pixels.
+inline constexpr int farEdge = 4095;
+
 extern std::uint8_t LCD_XSIZE;        // pixels
 extern std::uint8_t LCD_YSIZE;        // pixels
 extern std::uint8_t LCD_BITSPERPIXEL; // bits

@@ -40,14 +40,14 @@ bool hasButton(int fd) {
 }
 
 // An event written to the device reaches all who read it.
-bool report(int fd, int value) {
-    input_event events[2] = {};
-    events[0].type = EV_KEY;
-    events[0].code = buttonCode;
-    events[0].value = value;
-    events[1].type = EV_SYN;
-    events[1].code = SYN_REPORT;
-    return write(fd, events, sizeof events) == static_cast<ssize_t>(sizeof events);
+bool sendKey(int fd, int value) {
+    input_event report[2] = {};
+    report[0].type = EV_KEY;
+    report[0].code = buttonCode;
+    report[0].value = value;
+    report[1].type = EV_SYN;
+    report[1].code = SYN_REPORT;
+    return write(fd, report, sizeof report) == static_cast<ssize_t>(sizeof report);
 }
 
 // False when a signal asked for the end.
@@ -105,11 +105,11 @@ int ctl::press(const PressOptions& options) {
         return statusTrouble;
     }
     // Whoever is interrupted lets go first: the button would stay pressed for all who read it.
-    const bool pressed = report(button.get(), 1);
+    const bool pressed = sendKey(button.get(), 1);
     const bool held = pass({options.hold, additionalTime});
     const auto before = options.quiet ? picture::Bitmap() : panelPicture();
     const int brightness = panelBrightness();
-    if (!report(button.get(), 0) || !pressed) {
+    if (!sendKey(button.get(), 0) || !pressed) {
         complain("cannot write %s: %s", buttonPath, systemReason(errno).c_str());
         return statusTrouble;
     }

@@ -38,5 +38,8 @@ int main(int count, char** words) {
                    "[--days N --events N --seed N, of a soak]\n",
                    stderr);
         return 2;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "life: %s\n", error.what());
+        return EXIT_FAILURE;
     }
 }
