@@ -4,9 +4,11 @@ facts and the clock page shown, and presses, changes and looks; time passes by `
 panels(64)          it is for that panel; else it is played on all
 kernel(reason)      on virtual gateways only; simulated(reason): on the simulated one only
 everywhere          on a virtual gateway of each processor and panel; else on the first of them
+crosswise           on one of each processor, with another panel on each
 live                the simulated one runs on real time, as other programs on it need
 """
 
+import itertools
 import os
 import pathlib
 import subprocess
@@ -103,7 +105,7 @@ def pytest_addoption(parser) -> None:
 
 
 def pytest_configure(config) -> None:
-    for mark in ("panels", "kernel", "simulated", "everywhere", "live"):
+    for mark in ("panels", "kernel", "simulated", "everywhere", "crosswise", "live"):
         config.addinivalue_line("markers", f"{mark}: see conftest.py")
 
 
@@ -112,8 +114,11 @@ def pytest_generate_tests(metafunc) -> None:
     panels = marks.get("panels", desk.PANELS)
     chosen = metafunc.config.getoption("--virtual")
     places = (chosen or "simulated").split(",")
-    kinds = [(place, lines) for place in places for lines in panels
-             if not chosen or "everywhere" in marks or (place, lines) == (places[0], panels[0])]
+    kinds = [*itertools.product(places, panels)]
+    if chosen and "crosswise" in marks:
+        kinds = [*zip(places, reversed(panels))]
+    elif chosen and "everywhere" not in marks:
+        kinds = kinds[:1]
     metafunc.parametrize("gateway", kinds, indirect=True, ids=lambda kind: "{}-{}".format(*kind))
 
 

@@ -55,7 +55,7 @@ def test_walk_through_every_page(gateway):
         assert gateway.errors == ""        # where a leak would be reported
 
 
-@pytest.mark.everywhere
+@pytest.mark.crosswise
 def test_a_minute_without_keys_darkens_the_panel(gateway):
     gateway.go("ethernet1-address")
     gateway.wait_page("ethernet1-address")
@@ -76,7 +76,7 @@ def test_a_minute_without_keys_darkens_the_panel(gateway):
     gateway.wait_page("ethernet1-address" if gateway.lines == 64 else "ethernet1-netmask")
 
 
-@pytest.mark.everywhere
+@pytest.mark.crosswise
 def test_nine_seconds_are_a_short_press_and_ten_reboot(gateway):
     gateway.press(held=9.5)
     gateway.wait_page("ethernet1-address")
@@ -94,7 +94,7 @@ def test_nine_seconds_are_a_short_press_and_ten_reboot(gateway):
         assert gateway.brightness() == LIT and gateway.reboots() == 1
 
 
-@pytest.mark.everywhere
+@pytest.mark.crosswise
 @pytest.mark.live
 def test_panelctl_presses_and_shows_what_comes(gateway):
     for name in gateway.order[1:3]:
