@@ -19,11 +19,10 @@ inline void futexWait(std::atomic<std::uint32_t>& word, std::uint32_t expected,
     syscall(SYS_futex, &word, FUTEX_WAIT, expected, timeout, nullptr, 0);
 }
 
-// Changes the word and ends all waits on it; its new value.
-inline std::uint32_t futexBump(std::atomic<std::uint32_t>& word) {
-    const std::uint32_t value = ++word;
+// Changes the word and ends all waits on it.
+inline void futexBump(std::atomic<std::uint32_t>& word) {
+    ++word;
     syscall(SYS_futex, &word, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
-    return value;
 }
 
 } // namespace sim

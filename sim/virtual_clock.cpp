@@ -139,8 +139,12 @@ void sleepVirtually(ControlBlock& block, Nanoseconds duration) {
             return;
         }
         guard.unlock();
-        // A raise between the two is seen by the thread whose turn it is.
-        sequence = handedOver ? futexBump(wakeSequence) : sequence;
+        if (handedOver) {
+            // Counted on from what was read: a thread that another raise woke meanwhile may have
+            // taken this turn and given the next one back already.
+            ++sequence;
+            futexBump(wakeSequence);
+        }
         if (block.exitRequested != 0) {
             endProcess();
         }
