@@ -122,6 +122,12 @@ def pytest_generate_tests(metafunc) -> None:
     metafunc.parametrize("gateway", kinds, indirect=True, ids=lambda kind: "{}-{}".format(*kind))
 
 
+def pytest_collection_modifyitems(items) -> None:
+    """First those that are played in several places: they take longest, and each place's machine
+    has to be booted once."""
+    items.sort(key=lambda item: not any(map(item.get_closest_marker, ("crosswise", "everywhere"))))
+
+
 @pytest.fixture
 def gateway(request):
     place, lines = request.param
